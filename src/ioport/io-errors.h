@@ -19,10 +19,10 @@ enum IOControlError {
 /// Codes of the domain "io-supervised-error-quark". The D-Bus names of codes
 /// 2 to 4 have no ".Error" element; clients rely on it.
 enum IOSupervisedError {
-	IO_SUPERVISED_ERROR_GENERIC = 0,           // Error.Generic
-	IO_SUPERVISED_ERROR_NO_PORT = 1,           // Error.No_port
-	IO_SUPERVISED_ERROR_NOT_SUPERVISABLE = 2,  // Not_supervisable
-	IO_SUPERVISED_ERROR_NOT_SUPERVISED = 3,    // Not_supervised
+	IO_SUPERVISED_ERROR_GENERIC = 0,          // Error.Generic
+	IO_SUPERVISED_ERROR_NO_PORT = 1,          // Error.No_port
+	IO_SUPERVISED_ERROR_NOT_SUPERVISABLE = 2, // Not_supervisable
+	IO_SUPERVISED_ERROR_NOT_SUPERVISED = 3,   // Not_supervised
 	IO_SUPERVISED_ERROR_BAD_SUPERVISED_RANGE = 4,
 };
 

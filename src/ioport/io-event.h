@@ -14,7 +14,8 @@
 /// A configured key of an event.
 struct EventKey {
 	std::optional<std::string> key;
-	/// A literal, or "PORT_STATUS", "PORT_ACTIVE", "PORT_SUPERVISED_STATUS".
+	/// A literal, or "PORT_STATUS", "PORT_ACTIVE",
+	/// "PORT_SUPERVISED_STATUS".
 	std::optional<std::string> value;
 	/// Display names; "PORT_NAME" stands for the port's current name.
 	std::optional<std::string> key_nice_name;

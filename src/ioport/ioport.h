@@ -68,9 +68,9 @@ extern const char *const port_mode_string[PORT_MODE_COUNT];
 /// Everything is called from the main thread, except get_state and set_state,
 /// which a port's action thread calls too.
 struct IOPortFunctions {
-	/// Opens and configures the hardware; @p level is the line level that an
-	/// output starts with. Releases what an earlier call still holds. Must
-	/// not look a port up: the list's lock is held.
+	/// Opens and configures the hardware; @p level is the line level that
+	/// an output starts with. Releases what an earlier call still holds.
+	/// Must not look a port up: the list's lock is held.
 	bool (*setup)(IOPort *port, int level);
 	bool (*is_supervisable)(IOPort *port);
 	/// IOPort::supervised has the new value already; the result is ignored.
@@ -113,6 +113,11 @@ struct BackendItem {
 	std::string value;
 };
 
+/// Frees an event through io_event_free().
+struct IOEventDeleter {
+	void operator()(IOEvent *event) const;
+};
+
 /// One port. The main thread uses everything; an action thread uses the
 /// port's state and events, which is why those fields are atomic, guarded by a
 /// lock, or written only while no sequence runs.
@@ -126,7 +131,8 @@ struct IOPort {
 	const IOPortFunctions *functions = nullptr;
 	/// Key to boolean; a hash table, since its order is what clients see.
 	util::HashTablePtr properties;
-	/// The port's identifier in the configuration and in the parameter file.
+	/// The port's identifier in the configuration and in the parameter
+	/// file.
 	std::optional<std::string> name;
 	std::optional<std::string> input_name;
 	std::optional<std::string> output_name;
@@ -138,13 +144,13 @@ struct IOPort {
 	bool input_activelow = false;
 	/// For a configurable port: true input, false output.
 	bool direction = true;
-	bool supervised = false;
+	std::atomic<bool> supervised = false;
 	/// An IOButtonType.
 	int button_type = BUTTON_NONE;
 	/// Pulse length of a "pulse" button; kept for other services.
 	guint32 pulse_time = 0;
 	/// Newest first.
-	std::list<std::unique_ptr<IOEvent, void (*)(IOEvent *)>> events;
+	std::list<std::unique_ptr<IOEvent, IOEventDeleter>> events;
 	SupervisedRangeList supervised_ranges;
 	/// False: the port sends no events and no change signals.
 	std::atomic<bool> enabled = true;
@@ -162,8 +168,8 @@ struct IOPort {
 	bool abort_sequence = false;
 	bool sequence_running = false;
 	std::atomic<int> ref_count = 1;
-	/// Kept, not discarded, when its set-up fails; may be dropped and set up
-	/// again at run time.
+	/// Kept, not discarded, when its set-up fails; may be dropped and set
+	/// up again at run time.
 	bool optional = false;
 	/// Milliseconds; kept for other services.
 	gint32 delay_time = 0;
@@ -172,6 +178,8 @@ struct IOPort {
 	/// Spare.
 	int reserved = 1;
 
+	/// The kind that `functions` belongs to; -1 for none.
+	int bound_backend = -1;
 	/// The backend's items as parsed, oldest first.
 	std::vector<BackendItem> backend_items;
 	/// io_port_free() has been here; only the memory is left.

@@ -20,6 +20,12 @@ bool io_port_get_supervised_ranges(IOPort *port, SupervisedRangeList **ranges);
 bool io_port_set_supervised_ranges(IOPort *port, SupervisedRangeList *ranges,
 				   GError **error);
 
+/// Measures the line: what it means, and the raw level. Errors: the port's
+/// backend cannot measure, the port cannot be supervised, or what the backend
+/// reports. Any thread.
+bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,
+				    guint32 *level, GError **error);
+
 /// What the line means; SUPERVISED_OPEN when the port cannot be supervised or
 /// is not set up, SUPERVISED_UNDEFINED, with a warning, when it cannot be
 /// measured. Any thread.

@@ -16,11 +16,13 @@
 #define MODULE_ASSERT_NONNULL(module, expression)                              \
 	do {                                                                   \
 		if ((expression) == nullptr) [[unlikely]]                      \
-			g_assertion_message(nullptr, module, __LINE__,         \
-					    __func__,                          \
-					    "'" #expression                    \
-					    "' should not be NULL");           \
+			g_assertion_message(                                   \
+				nullptr, module, __LINE__, __func__,           \
+				"'" #expression "' should not be NULL");       \
 	} while (0)
+
+#define MODULE_ASSERT_NOT_REACHED(module)                                      \
+	g_assertion_message_expr(nullptr, module, __LINE__, __func__, nullptr)
 
 /// GLib's warning for a broken precondition, under the calling function's
 /// plain name (GLib's own macro prints the whole C++ signature).

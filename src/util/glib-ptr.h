@@ -11,8 +11,7 @@
 namespace util
 {
 
-template <auto Function> struct Deleter
-{
+template <auto Function> struct Deleter {
 	template <typename T> void operator()(T *object) const
 	{
 		Function(object);

@@ -1,0 +1,88 @@
+#include "dbus/iocontrol-dbus.h"
+
+#include "dbus/iocontrol-handlers.h"
+#include "ioport/port-seam.h"
+#include "util/glib-ptr.h"
+
+#include <iocontrol-state-glue.h>
+
+#include <mutex>
+
+namespace
+{
+
+using StatePtr = util::ObjectPtr<IOControlState>;
+
+constexpr const char *kName = "com.vexa.IOControl.State";
+constexpr const char *kPath = "/com/vexa/IOControl/State";
+
+guint io_control_owner_id = 0;
+/// Guards state_interface: action threads emit signals.
+std::mutex state_mutex;
+StatePtr state_interface;
+
+/// The interface with a reference of the caller's own, if it exists.
+StatePtr current_interface()
+{
+	const std::lock_guard guard(state_mutex);
+	return StatePtr(state_interface ? IOCONTROL_STATE(g_object_ref(
+						  state_interface.get()))
+					: nullptr);
+}
+
+StatePtr exchange_interface(StatePtr next)
+{
+	const std::lock_guard guard(state_mutex);
+	return std::exchange(state_interface, std::move(next));
+}
+
+void on_bus_acquired(GDBusConnection *connection, const char *, gpointer)
+{
+	StatePtr skeleton(iocontrol_state_skeleton_new());
+	iocontrol_connect_handlers(skeleton.get());
+	if (!g_dbus_interface_skeleton_export(
+		    G_DBUS_INTERFACE_SKELETON(skeleton.get()), connection,
+		    kPath, nullptr))
+		g_warning("Failed to register IOControl state dbus interface");
+	exchange_interface(std::move(skeleton));
+}
+
+} // namespace
+
+bool iocontrol_init_dbus()
+{
+	io_control_owner_id = g_bus_own_name(
+		G_BUS_TYPE_SYSTEM, kName, G_BUS_NAME_OWNER_FLAGS_NONE,
+		on_bus_acquired, nullptr, nullptr, nullptr, nullptr);
+	return true;
+}
+
+bool iocontrol_unreg_dbus()
+{
+	const StatePtr skeleton = exchange_interface(nullptr);
+	if (skeleton)
+		g_dbus_interface_skeleton_unexport(
+			G_DBUS_INTERFACE_SKELETON(skeleton.get()));
+	if (io_control_owner_id != 0)
+		g_bus_unown_name(std::exchange(io_control_owner_id, 0));
+	return true;
+}
+
+void iocontrol_emit_port_changed(int number, bool virtual_port, bool hidden,
+				 bool input, bool virtual_trig, bool state,
+				 bool activelow)
+{
+	const StatePtr skeleton = current_interface();
+	if (skeleton)
+		iocontrol_state_emit_port_changed(
+			skeleton.get(), number, virtual_port, hidden, input,
+			virtual_trig, state, activelow);
+}
+
+void iocontrol_emit_action_sequence_done(int number)
+{
+	const StatePtr skeleton = current_interface();
+	if (skeleton)
+		iocontrol_state_emit_action_sequence_done(skeleton.get(),
+							  number);
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+/// Reads port configurations: XML files that declare the ports in the order of
+/// their start tags (docs/port-configuration.md). Main thread, start-up only.
+
+/// Reads one file and adds its ports to the list. False, after a critical log
+/// line, when it is not a regular file that can be read, or is not well
+/// formed; what was read before the fault stays.
+bool conf_read_configuration(const char *path);
+
+/// Reads every file of a directory, in the order of its listing, up to the
+/// first that fails; false then, and when there is no such directory.
+bool conf_read_drop_dir(const char *path);

@@ -1,0 +1,147 @@
+/// Start-up, the main loop, shutdown. The order of the steps is a contract:
+/// later ones depend on what earlier ones leave behind.
+
+#include "dbus/bus-watch.h"
+#include "dbus/iocontrol-dbus.h"
+#include "ioport/port-list.h"
+#include "ioport/port-sequence.h"
+#include "main/conf-reader.h"
+#include "main/privileges.h"
+#include "params/param.h"
+#include "util/glib-ptr.h"
+#include "util/paths.h"
+#include "util/process-state.h"
+#include "util/scoped-source.h"
+
+#include <glib-unix.h>
+#include <vxlog.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr const char *kUser = "qel";
+
+util::MainLoopPtr main_loop;
+util::ScopedSource term_source;
+util::ScopedSource hup_source;
+
+gboolean on_signal(gpointer user_data)
+{
+	switch (GPOINTER_TO_INT(user_data)) {
+	case SIGHUP:
+		g_info("Got SIGHUP");
+		break;
+	case SIGTERM:
+		g_info("Got SIGTERM");
+		g_main_loop_quit(main_loop.get());
+		util::running = false;
+		break;
+	}
+	return G_SOURCE_CONTINUE;
+}
+
+guint watch_signal(int number)
+{
+	return g_unix_signal_add(number, on_signal, GINT_TO_POINTER(number));
+}
+
+/// Half a daemon is worse than none: the service manager starts it again.
+void on_bus_lost()
+{
+	g_main_loop_quit(main_loop.get());
+	util::running = false;
+}
+
+void read_command_line(int argc, char **argv)
+{
+	util::set_use_legacy_interface(argc < 2 ||
+				       std::string_view(argv[1]) !=
+					       "--disable_legacy_interface");
+}
+
+bool is_file(const char *path)
+{
+	return g_file_test(path, G_FILE_TEST_EXISTS) &&
+	       g_file_test(path, G_FILE_TEST_IS_REGULAR);
+}
+
+void migrate_old_parameters()
+{
+	if (!is_file(util::kOldParameterFile) ||
+	    !param_read_configuration(util::kOldParameterFile))
+		return;
+	io_port_list_read_params();
+	param_close_file();
+	if (std::remove(util::kOldParameterFile) == -1)
+		g_warning("Could not remove %s: %s", util::kOldParameterFile,
+			  g_strerror(errno));
+}
+
+bool read_parameters()
+{
+	migrate_old_parameters();
+	if (!param_read_configuration(util::kParameterFile)) {
+		g_warning("Could not read configuration file\n");
+		return false;
+	}
+	io_port_list_read_params();
+	param_close_file();
+	if (access(util::kParameterFile, F_OK) != -1)
+		param_set_owner_group(util::kParameterFile);
+	return true;
+}
+
+/// False when the daemon cannot start.
+bool start()
+{
+	conf_read_configuration(util::kPortConfiguration);
+	conf_read_drop_dir(util::kDropInDirectory);
+	if (!read_parameters())
+		return false;
+	io_port_list_update_names();
+	param_save_all(util::kParameterFile);
+	io_port_list_setup();
+	drop_privileges(kUser);
+	bus_watch_init(on_bus_lost);
+	iocontrol_init_dbus();
+	io_port_list_set_watch();
+	io_port_list_declare_events();
+	return true;
+}
+
+void stop()
+{
+	iocontrol_unreg_dbus();
+	bus_watch_finalize();
+	term_source.reset();
+	hup_source.reset();
+	io_port_list_free();
+	io_port_join_sequences();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+	read_command_line(argc, argv);
+	vx_log_stdout();
+	// The daemon outlives whoever reads its log, and what root writes must
+	// be readable for the user that the daemon runs as afterwards.
+	std::signal(SIGPIPE, SIG_IGN);
+	umask(S_IWGRP | S_IWOTH);
+	main_loop.reset(g_main_loop_new(nullptr, FALSE));
+	term_source.reset(watch_signal(SIGTERM));
+	hup_source.reset(watch_signal(SIGHUP));
+	if (!start())
+		return 1;
+	g_main_loop_run(main_loop.get());
+	stop();
+	return 0;
+}

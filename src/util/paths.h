@@ -1,0 +1,16 @@
+#pragma once
+
+/// The daemon's files. The paths are fixed; tests give the daemon a file
+/// system of its own.
+
+namespace util
+{
+
+/// The shipped port configuration, and the directory of further ones.
+constexpr const char *kPortConfiguration = "/usr/share/orvad/conf.xml";
+constexpr const char *kDropInDirectory = "/etc/orvad.d/";
+/// The users' settings, and where an older version kept them.
+constexpr const char *kParameterFile = "/etc/orvad/orvad.conf";
+constexpr const char *kOldParameterFile = "/etc/dynamic/orvad/params.conf";
+
+} // namespace util
