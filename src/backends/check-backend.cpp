@@ -65,19 +65,19 @@ void check_free(IOPort *port)
 }
 
 constexpr IOPortFunctions check_functions = {
-    .setup = check_setup,
-    .is_supervisable = nullptr,
-    .set_supervised = nullptr,
-    .get_supervised_ranges = nullptr,
-    .set_supervised_ranges = nullptr,
-    .get_supervised_readout = nullptr,
-    .get_state = check_get_state,
-    .set_state = check_set_state,
-    .set_watch = check_set_watch,
-    .set_direction = check_set_direction,
-    .parse_data = check_parse_data,
-    .free = check_free,
-    .close = nullptr,
+	.setup = check_setup,
+	.is_supervisable = nullptr,
+	.set_supervised = nullptr,
+	.get_supervised_ranges = nullptr,
+	.set_supervised_ranges = nullptr,
+	.get_supervised_readout = nullptr,
+	.get_state = check_get_state,
+	.set_state = check_set_state,
+	.set_watch = check_set_watch,
+	.set_direction = check_set_direction,
+	.parse_data = check_parse_data,
+	.free = check_free,
+	.close = nullptr,
 };
 
 } // namespace

@@ -36,19 +36,19 @@ void null_port_free(IOPort *)
 }
 
 constexpr IOPortFunctions null_functions = {
-    .setup = null_port_setup,
-    .is_supervisable = nullptr,
-    .set_supervised = nullptr,
-    .get_supervised_ranges = nullptr,
-    .set_supervised_ranges = nullptr,
-    .get_supervised_readout = nullptr,
-    .get_state = null_port_get_state,
-    .set_state = null_port_set_state,
-    .set_watch = null_port_set_watch,
-    .set_direction = null_port_set_direction,
-    .parse_data = null_port_parse_data,
-    .free = null_port_free,
-    .close = nullptr,
+	.setup = null_port_setup,
+	.is_supervisable = nullptr,
+	.set_supervised = nullptr,
+	.get_supervised_ranges = nullptr,
+	.set_supervised_ranges = nullptr,
+	.get_supervised_readout = nullptr,
+	.get_state = null_port_get_state,
+	.set_state = null_port_set_state,
+	.set_watch = null_port_set_watch,
+	.set_direction = null_port_set_direction,
+	.parse_data = null_port_parse_data,
+	.free = null_port_free,
+	.close = nullptr,
 };
 
 } // namespace

@@ -31,8 +31,8 @@ int parse_value(SysfsPortData *data, const char *text)
 				   "reading: %s! : %s",
 				   data->path.c_str(), g_strerror(saved_errno));
 	return static_cast<int>(
-	    std::clamp<gint64>(value, std::numeric_limits<int>::min(),
-			       std::numeric_limits<int>::max()));
+		std::clamp<gint64>(value, std::numeric_limits<int>::min(),
+				   std::numeric_limits<int>::max()));
 }
 
 void clear_latch(SysfsPortData *data)
@@ -97,8 +97,8 @@ bool sysfs_port_setup(IOPort *port, int)
 	// The path may lead to a FIFO or a device, which must not hold the
 	// daemon up.
 	const int mode = data->clear_flag ? O_RDWR : O_RDONLY;
-	data->fd.reset(
-	    open(data->path.c_str(), mode | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+	data->fd.reset(open(data->path.c_str(),
+			    mode | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 	if (!data->fd.valid() && !port->optional)
 		g_warning("Failed to open %s: %s", data->path.c_str(),
 			  g_strerror(errno));
@@ -168,19 +168,19 @@ void sysfs_port_free(IOPort *port)
 }
 
 constexpr IOPortFunctions sysfs_functions = {
-    .setup = sysfs_port_setup,
-    .is_supervisable = nullptr,
-    .set_supervised = nullptr,
-    .get_supervised_ranges = nullptr,
-    .set_supervised_ranges = nullptr,
-    .get_supervised_readout = nullptr,
-    .get_state = sysfs_port_get_state,
-    .set_state = sysfs_port_set_state,
-    .set_watch = sysfs_port_set_watch,
-    .set_direction = sysfs_port_set_direction,
-    .parse_data = sysfs_port_parse_data,
-    .free = sysfs_port_free,
-    .close = nullptr,
+	.setup = sysfs_port_setup,
+	.is_supervisable = nullptr,
+	.set_supervised = nullptr,
+	.get_supervised_ranges = nullptr,
+	.set_supervised_ranges = nullptr,
+	.get_supervised_readout = nullptr,
+	.get_state = sysfs_port_get_state,
+	.set_state = sysfs_port_set_state,
+	.set_watch = sysfs_port_set_watch,
+	.set_direction = sysfs_port_set_direction,
+	.parse_data = sysfs_port_parse_data,
+	.free = sysfs_port_free,
+	.close = nullptr,
 };
 
 } // namespace

@@ -44,19 +44,19 @@ void virtual_free(IOPort *port)
 }
 
 constexpr IOPortFunctions virtual_functions = {
-    .setup = virtual_setup,
-    .is_supervisable = nullptr,
-    .set_supervised = nullptr,
-    .get_supervised_ranges = nullptr,
-    .set_supervised_ranges = nullptr,
-    .get_supervised_readout = nullptr,
-    .get_state = virtual_get_state,
-    .set_state = virtual_set_state,
-    .set_watch = virtual_set_watch,
-    .set_direction = virtual_set_direction,
-    .parse_data = virtual_parse_data,
-    .free = virtual_free,
-    .close = nullptr,
+	.setup = virtual_setup,
+	.is_supervisable = nullptr,
+	.set_supervised = nullptr,
+	.get_supervised_ranges = nullptr,
+	.set_supervised_ranges = nullptr,
+	.get_supervised_readout = nullptr,
+	.get_state = virtual_get_state,
+	.set_state = virtual_set_state,
+	.set_watch = virtual_set_watch,
+	.set_direction = virtual_set_direction,
+	.parse_data = virtual_parse_data,
+	.free = virtual_free,
+	.close = nullptr,
 };
 
 } // namespace

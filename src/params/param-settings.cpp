@@ -49,7 +49,7 @@ ReadResult fail(util::Error &from, GError **error)
 util::CharPtr read_text(const Key &key, util::Error &error)
 {
 	util::CharPtr text(
-	    g_key_file_get_string(key.file, key.group, key.name, &error));
+		g_key_file_get_string(key.file, key.group, key.name, &error));
 	if (error)
 		text.reset();
 	return text;
@@ -88,8 +88,8 @@ template <bool IOPort::*Flag>
 ReadResult read_flag(IOPort *port, const Key &key, GError **error)
 {
 	util::Error own_error;
-	const bool value =
-	    g_key_file_get_boolean(key.file, key.group, key.name, &own_error);
+	const bool value = g_key_file_get_boolean(key.file, key.group, key.name,
+						  &own_error);
 	if (own_error)
 		return fail(own_error, error);
 	port->*Flag = value;
@@ -133,8 +133,8 @@ template <auto Number>
 ReadResult read_number(IOPort *port, const Key &key, GError **error)
 {
 	util::Error own_error;
-	const guint64 value =
-	    g_key_file_get_uint64(key.file, key.group, key.name, &own_error);
+	const guint64 value = g_key_file_get_uint64(key.file, key.group,
+						    key.name, &own_error);
 	if (own_error)
 		return fail(own_error, error);
 	using Field = std::remove_reference_t<decltype(port->*Number)>;
@@ -179,15 +179,15 @@ ReadResult read_port_mode(IOPort *port, const Key &key, GError **error)
 		return fail(own_error, error);
 	const char *bistable = port_mode_string[PORT_MODE_BISTABLE];
 	port->mode = std::strcmp(word.get(), bistable) == 0
-			 ? PORT_MODE_BISTABLE
-			 : PORT_MODE_MONOSTABLE;
+			     ? PORT_MODE_BISTABLE
+			     : PORT_MODE_MONOSTABLE;
 	return ReadResult::NEXT;
 }
 
 void write_port_mode(const IOPort *port, const Key &key)
 {
 	const int mode =
-	    std::clamp<int>(port->mode, PORT_MODE_NONE, PORT_MODE_BISTABLE);
+		std::clamp<int>(port->mode, PORT_MODE_NONE, PORT_MODE_BISTABLE);
 	write_text(key, port_mode_string[mode]);
 }
 
@@ -209,23 +209,25 @@ ReadResult read_usage(IOPort *port, const Key &key, GError **error)
 /// In the order in which they are read and written. The order counts: a key
 /// that cannot be read leaves those behind it unread.
 constexpr Setting kSettings[] = {
-    {"input", for_configurable, read_flag<&IOPort::direction>,
-     write_flag<&IOPort::direction>},
-    {"input_name", for_input_side, read_name<&IOPort::input_name, kInput>,
-     write_string<&IOPort::input_name>},
-    {"input_activelow", for_input_side, read_flag<&IOPort::input_activelow>,
-     write_flag<&IOPort::input_activelow>},
-    {"output_name", for_output_side, read_name<&IOPort::output_name, kOutput>,
-     write_string<&IOPort::output_name>},
-    {"output_activelow", for_output_side, read_flag<&IOPort::output_activelow>,
-     write_flag<&IOPort::output_activelow>},
-    {"button_type", for_output_side, read_button_type, write_button_type},
-    {"pulse_time", for_output_side, read_number<&IOPort::pulse_time>,
-     write_number<&IOPort::pulse_time>},
-    {"port_mode", for_output_side, read_port_mode, write_port_mode},
-    {"delay_time", for_output_side, read_number<&IOPort::delay_time>,
-     write_number<&IOPort::delay_time>},
-    {"usage", for_every_port, read_usage, write_string<&IOPort::usage>},
+	{"input", for_configurable, read_flag<&IOPort::direction>,
+	 write_flag<&IOPort::direction>},
+	{"input_name", for_input_side, read_name<&IOPort::input_name, kInput>,
+	 write_string<&IOPort::input_name>},
+	{"input_activelow", for_input_side, read_flag<&IOPort::input_activelow>,
+	 write_flag<&IOPort::input_activelow>},
+	{"output_name", for_output_side,
+	 read_name<&IOPort::output_name, kOutput>,
+	 write_string<&IOPort::output_name>},
+	{"output_activelow", for_output_side,
+	 read_flag<&IOPort::output_activelow>,
+	 write_flag<&IOPort::output_activelow>},
+	{"button_type", for_output_side, read_button_type, write_button_type},
+	{"pulse_time", for_output_side, read_number<&IOPort::pulse_time>,
+	 write_number<&IOPort::pulse_time>},
+	{"port_mode", for_output_side, read_port_mode, write_port_mode},
+	{"delay_time", for_output_side, read_number<&IOPort::delay_time>,
+	 write_number<&IOPort::delay_time>},
+	{"usage", for_every_port, read_usage, write_string<&IOPort::usage>},
 };
 
 /// What GLib takes as the name of a group, and finds again in the file.
@@ -276,7 +278,7 @@ bool param_settings_write(const IOPort *port, GKeyFile *key_file)
 		return false;
 	if (!is_group_name(*port->name)) {
 		const util::CharPtr name(
-		    g_strescape(port->name->c_str(), nullptr));
+			g_strescape(port->name->c_str(), nullptr));
 		g_warning("The settings of port \"%s\" are not kept: its name "
 			  "cannot be a group's in the parameter file",
 			  name.get());
@@ -284,7 +286,7 @@ bool param_settings_write(const IOPort *port, GKeyFile *key_file)
 	}
 	for (const Setting &setting : kSettings)
 		if (setting.applies(port))
-			setting.write(
-			    port, {key_file, port->name->c_str(), setting.key});
+			setting.write(port, {key_file, port->name->c_str(),
+					     setting.key});
 	return true;
 }

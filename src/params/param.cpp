@@ -81,10 +81,10 @@ bool param_store_key_file(const char *path)
 	}
 	gsize length = 0;
 	const util::CharPtr text(
-	    g_key_file_to_data(key_file.get(), &length, nullptr));
+		g_key_file_to_data(key_file.get(), &length, nullptr));
 	util::Error error;
 	confutils_set_file_contents_with_sync(
-	    path, text.get(), static_cast<gssize>(length), &error);
+		path, text.get(), static_cast<gssize>(length), &error);
 	if (error)
 		util::print_err("Failed to store key file %s: %s\n", path,
 				error.message());

@@ -46,14 +46,17 @@ GQuark event_error_quark(void);
 /*
  * Fills a state event's present values into event with event_set_value().
  * Called on the main loop only, never from inside a call of this library.
- * FALSE: there is no value now; the last one sent stands.
+ * FALSE: there is no value now; the last one sent stands. It may still be
+ * running when another thread has withdrawn its declaration, so user_data must
+ * not point at what that thread then frees.
  */
 typedef gboolean (*EventStateGetter)(Event *event, gpointer user_data);
 
 /*
  * A new producer with that name (an element of a D-Bus object path). It
  * reaches the bus once the default main context runs, so it may be made before
- * the process changes its identity. Lives until event_producer_free().
+ * the process changes its identity. Lives until event_producer_free(). Null,
+ * with a critical message, when name is no such element.
  */
 EventProducer *event_producer_new(const gchar *name);
 
