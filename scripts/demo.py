@@ -1,0 +1,150 @@
+#!/usr/bin/python3
+"""Shows orvad at work with the sample configuration; scripts/run starts it.
+
+Usage: demo.py [--for SECONDS] [--build FOLDER]
+"""
+
+import argparse
+import contextlib
+import fcntl
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+
+_ROOT = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(_ROOT / "tests/sandbox"))
+
+from sandbox import Sandbox  # noqa: E402
+from waiting import TimedOut, wait_until  # noqa: E402
+
+BOARD = _ROOT / "build/board"
+RUN_ENV = _ROOT / "build/run.env"
+LOCK = _ROOT / "build/run.lock"
+
+TRY = """
+Try this in another terminal, in {root}:
+
+  echo 1 > build/board/door            # somebody opens the door
+  echo 1 > build/board/pir_detector    # motion; the sensor resets itself
+  scripts/orvadctl pulse siren 500     # half a second of noise
+
+The port "tamper" waits for its hardware. All files are in {box}.
+What changes is shown here; Ctrl-C ends it.
+"""
+
+
+def step(text):
+    print(f"==> {text}", flush=True)
+
+
+def caller():
+    """The user behind sudo: name -> (user id, group id)."""
+    if "SUDO_UID" not in os.environ:
+        return {}
+    return {os.environ["SUDO_USER"]: (int(os.environ["SUDO_UID"]),
+                                      int(os.environ["SUDO_GID"]))}
+
+
+def belongs_to(path, users):
+    """Gives path to the user behind sudo."""
+    for uid, gid in users.values():
+        os.chown(path, uid, gid)
+
+
+def make_board(users):
+    """The files that play the hardware; all but the tamper switch's."""
+    BOARD.mkdir(parents=True, exist_ok=True)
+    belongs_to(BOARD, users)
+    (BOARD / "tamper").unlink(missing_ok=True)
+    for name in ("door", "pir_detector"):
+        (BOARD / name).write_text("0\n")
+        belongs_to(BOARD / name, users)
+
+
+@contextlib.contextmanager
+def announced(box, users):
+    """While this lasts, scripts/orvadctl finds the demonstration."""
+    RUN_ENV.write_text(f"DBUS_SYSTEM_BUS_ADDRESS='{box.bus_address}'\n")
+    belongs_to(RUN_ENV, users)
+    try:
+        yield
+    finally:
+        RUN_ENV.unlink(missing_ok=True)
+
+
+def orvadctl(box, *arguments):
+    """orvadctl on the sandbox's bus, started."""
+    env = {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address}
+    return subprocess.Popen(
+        [box.build / "tools/orvadctl/orvadctl", *arguments], env=env,
+        stdin=subprocess.DEVNULL, start_new_session=True)
+
+
+def show(box, daemon, seconds):
+    """Shows changes until the time is over, or the daemon."""
+    with orvadctl(box, "watch") as watch:
+        try:
+            with contextlib.suppress(TimedOut):
+                wait_until(lambda: daemon.ended or watch.poll() is not None,
+                           "the end", seconds, interval=0.1)
+        finally:
+            watch.terminate()
+
+
+def serve(box, users, seconds):
+    """Runs the demonstration; the daemon's exit status."""
+    step("Starting the daemon in a sandbox")
+    daemon = box.start()
+    with announced(box, users):
+        step("What it serves")
+        if orvadctl(box, "list").wait() != 0:
+            raise SystemExit("orvadctl could not list the ports")
+        print(TRY.format(root=_ROOT, box=box.root), flush=True)
+        with contextlib.suppress(KeyboardInterrupt):
+            show(box, daemon, seconds)
+    if daemon.ended:
+        print(box.outputs(), file=sys.stderr)
+    else:
+        step("Stopping")
+        daemon.send(signal.SIGTERM)
+    return daemon.finish()
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="scripts/run")
+    parser.add_argument("--for", type=int, default=float("inf"),
+                        dest="seconds")
+    parser.add_argument("--build", default=_ROOT / "build/plain")
+    return parser.parse_args()
+
+
+def interrupt(*_):
+    raise KeyboardInterrupt
+
+
+def main():
+    options = arguments()
+    for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
+        signal.signal(number, interrupt)
+    users = caller()
+    with open(LOCK, "w", encoding="utf-8") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit("run: the demonstration runs already")
+        make_board(users)
+        config = (_ROOT / "data/sample/conf.xml").read_text(encoding="utf-8")
+        with Sandbox(options.build, config=config, users=users,
+                     binds=[(BOARD, "/run/board")]) as box:
+            status = serve(box, users, options.seconds)
+    step(f"The daemon ended with exit status {status}")
+    return status
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        sys.exit(130)

@@ -1,0 +1,202 @@
+#!/usr/bin/python3
+"""What the daemon costs beside a bare GDBus service with the same interface.
+
+    bench.py --build FOLDER [--rounds N] [--seconds S]
+
+Both run at the same time on one private bus and are measured in turns, so that
+a noisy machine disturbs both alike. Prints a table; the exit status says
+whether the targets were met. Needs root, as the sandbox does.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "sandbox"))
+
+from sandbox import STATE_NAME, Sandbox, obstacle  # noqa: E402
+
+BARE_NAME = "org.orvad.Bench.Bare"
+COUNTS = (8, 64, 512)
+# A port whose number is not below the number of ports is not saved at start.
+UNSAVED = 1000000
+
+PORT = """<port name="port{i}"><port_type type="{type}"/>
+<properties ioport="true"/><port_no nbr="{number}"/>
+<param_default_name {type}="Port {i}"/><backend name="check"/>
+<event declaration="IOPort"/></port>"""
+
+
+def config(count, first=0):
+    """The XML of count ports, inputs but for the last."""
+    kinds = ["input"] * (count - 1) + ["output"]
+    return "<ports>" + "".join(
+        PORT.format(i=i, number=first + i, type=kind)
+        for i, kind in enumerate(kinds)) + "</ports>"
+
+
+class Bench:
+    """The programs of one build folder."""
+
+    def __init__(self, build):
+        self.build = pathlib.Path(build)
+        self.client = str(self.build / "tests/bench/bench-client")
+        self.bare = str(self.build / "tests/bench/bare-service")
+
+    def load(self, box, *arguments):
+        """One run of the load; what it printed."""
+        done = subprocess.run(
+            [self.client, *map(str, arguments)], env=environment(box),
+            stdout=subprocess.PIPE, text=True, check=True)
+        return json.loads(done.stdout)
+
+    def start_bare(self, box):
+        """The bare service, on the bus of the box."""
+        service = subprocess.Popen([self.bare, BARE_NAME], env=environment(box))
+        box.wait_for_name(BARE_NAME)
+        return service
+
+    def start_time(self, count, first):
+        """Seconds from exec to the name on the bus, on a first start."""
+        with Sandbox(self.build, config=config(count, first),
+                     program="tests/bench/bench-client") as box:
+            box.start_bus()
+            with subprocess.Popen([self.client, "wait-name", STATE_NAME],
+                                  env=environment(box), text=True,
+                                  stdout=subprocess.PIPE) as waiter:
+                waiter.stdout.readline()
+                box.start_daemon(["exec", "/run/exec-time",
+                                  "/opt/orvad/src/orvad"])
+                there = int(waiter.stdout.readline())
+            return (there - int((box.run / "exec-time").read_text())) / 1e9
+
+
+def environment(box):
+    return {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address}
+
+
+def pss_kib(pid):
+    """Proportional set size: see proc(5), /proc/pid/smaps_rollup."""
+    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
+    return int(re.search(r"^Pss:\s+(\d+) kB", rollup, re.M).group(1))
+
+
+class Table:
+    """Rows of measurements, and whether each met its target."""
+
+    def __init__(self):
+        self.missed = 0
+        print(f"{'':44}{'orvad':>12}{'bare':>12}{'ratio':>8}  target")
+
+    def row(self, what, ours, bare=None, ratio=None, target="", met=True):
+        cells = [f"{ours:12.1f}",
+                 f"{bare:12.1f}" if bare is not None else " " * 12,
+                 f"{ratio:8.2f}" if ratio is not None else " " * 8]
+        verdict = f"  {target}: {'met' if met else 'MISSED'}" if target else ""
+        print(f"{what:44}{''.join(cells)}{verdict}", flush=True)
+        self.missed += not met
+
+
+def alternate(rounds, measure):
+    """The results for both names, measured in turns; first round to warm up."""
+    results = {STATE_NAME: [], BARE_NAME: []}
+    for turn in range(rounds + 1):
+        for name, list_ in results.items():
+            value = measure(name)
+            if turn:
+                list_.append(value)
+    return results[STATE_NAME], results[BARE_NAME]
+
+
+def middle(results, key):
+    return statistics.median(result[key] for result in results)
+
+
+def measure_calls(bench, box, table, options):
+    for clients in (1, 8):
+        ours, bare = alternate(options.rounds, lambda name, n=clients:
+                               bench.load(box, "calls", name, 0, n,
+                                          options.seconds))
+        rate, bare_rate = (middle(r, "per_second") for r in (ours, bare))
+        ratio = rate / bare_rate
+        table.row(f"GetState, {clients} client(s), calls/s", rate, bare_rate,
+                  ratio, ">= 0.9", ratio >= 0.9)
+        if clients > 1:
+            continue
+        mine, theirs = (middle(r, "median_us") for r in (ours, bare))
+        table.row("GetState, one call, median, µs", mine, theirs,
+                  theirs / mine, ">= 0.9", theirs / mine >= 0.9)
+        mine, theirs = (middle(r, "p99_us") for r in (ours, bare))
+        table.row("GetState, one call, p99, µs", mine, theirs, theirs / mine)
+
+
+def measure_signals(bench, box, table, options, count):
+    """SetVirtual saves the port in every call, which the bare service does
+    not; a sequence of simulated changes shows the signals alone."""
+    ours, bare = alternate(options.rounds, lambda name:
+                           bench.load(box, "virtual", name, 0, 200))
+    rate, bare_rate = (middle(r, "per_second") for r in (ours, bare))
+    table.row("SetVirtual with its save, signals/s", rate, bare_rate,
+              rate / bare_rate)
+    steps = [bench.load(box, "sequence", STATE_NAME, count - 1, 20000)
+             for _ in range(options.rounds)]
+    table.row("simulated sequence, signals and events/s",
+              middle(steps, "per_second"))
+
+
+def measure_service(bench, table, options):
+    count = COUNTS[0]
+    with Sandbox(bench.build, config=config(count)) as box:
+        box.start()
+        service = bench.start_bare(box)
+        try:
+            measure_calls(bench, box, table, options)
+            measure_signals(bench, box, table, options, count)
+            ours, bare = pss_kib(box.daemon.pid), pss_kib(service.pid)
+            table.row("memory (PSS), KiB", ours, bare, ours / bare,
+                      "<= bare + 1536", ours <= bare + 1536)
+        finally:
+            service.terminate()
+            service.wait()
+
+
+def measure_start(bench, table, options):
+    """A start that saves nothing shows how the start itself grows."""
+    plain = {}
+    for count in COUNTS:
+        times = {first: statistics.median(
+            bench.start_time(count, first) for _ in range(options.rounds))
+            for first in (UNSAVED, 0)}
+        plain[count] = times[UNSAVED]
+        table.row(f"start, {count} ports, nothing saved, ms",
+                  times[UNSAVED] * 1e3)
+        table.row(f"  its {count} required saves apart, ms",
+                  (times[0] - times[UNSAVED]) * 1e3)
+    for small, large in zip(COUNTS, COUNTS[1:]):
+        growth = plain[large] / plain[small]
+        table.row(f"start, {large} ports / {small} ports", growth,
+                  target=f"<= {large // small}", met=growth <= large / small)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", required=True)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--seconds", type=float, default=2)
+    options = parser.parse_args()
+    if obstacle():
+        sys.exit(f"bench: {obstacle()}")
+    bench = Bench(options.build)
+    table = Table()
+    measure_service(bench, table, options)
+    measure_start(bench, table, options)
+    sys.exit(1 if table.missed else 0)
+
+
+if __name__ == "__main__":
+    main()

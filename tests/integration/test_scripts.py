@@ -1,0 +1,142 @@
+"""The repository's scripts, from end to end."""
+
+import os
+import pathlib
+import signal
+import subprocess
+
+import pytest
+
+from waiting import wait_until
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BOARD = ROOT / "build/board"
+
+# They build and use build/plain, whatever is tested.
+pytestmark = [pytest.mark.build("plain"),
+              pytest.mark.xdist_group("demonstration")]
+
+
+class Demonstration:
+    """scripts/run, in the background, without a terminal."""
+
+    def __init__(self, folder, *arguments):
+        self._log = folder / "output"
+        with open(self._log, "wb") as log:
+            self.process = subprocess.Popen(
+                [ROOT / "scripts/run", *arguments], stdout=log,
+                stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
+                start_new_session=True)
+
+    def output(self):
+        return self._log.read_text()
+
+    def wait_for(self, text, timeout=300):
+        wait_until(lambda: text in self.output() or
+                   self.process.poll() is not None, repr(text), timeout)
+        assert text in self.output(), self.output()
+
+
+def orvadctl(*arguments):
+    return subprocess.run([ROOT / "scripts/orvadctl", *arguments], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout
+
+
+@pytest.fixture(name="demonstrate")
+def fixture_demonstrate(tmp_path):
+    started = []
+
+    def start(*arguments):
+        started.append(Demonstration(tmp_path, *arguments))
+        return started[-1]
+    yield start
+    for demonstration in started:
+        demonstration.process.terminate()
+        demonstration.process.wait()
+
+
+def test_run_shows_changes_as_they_come_until_interrupted(demonstrate):
+    demonstration = demonstrate()
+    demonstration.wait_for("Ctrl-C ends it.")
+    (BOARD / "door").write_text("1\n")
+    demonstration.wait_for("(door): active")
+    (BOARD / "pir_detector").write_text("1\n")
+    demonstration.wait_for("(pir_detector): inactive")
+    orvadctl("pulse", "siren", "1")
+    demonstration.wait_for("(siren): active")
+    demonstration.wait_for("(siren): inactive")
+
+    demonstration.process.send_signal(signal.SIGINT)
+    assert demonstration.process.wait(60) == 0
+    assert demonstration.output().endswith(
+        "The daemon ended with exit status 0\n")
+    assert not (ROOT / "build/run.env").exists()
+
+
+def test_run_ends_by_itself_when_told_for_how_long(demonstrate):
+    demonstration = demonstrate("--for", "0")
+    assert demonstration.process.wait(300) == 0
+    assert "pir_detector" in demonstration.output()
+    assert demonstration.output().endswith(
+        "The daemon ended with exit status 0\n")
+
+
+def test_a_second_run_says_that_there_is_one(demonstrate):
+    demonstrate().wait_for("Ctrl-C ends it.")
+    second = subprocess.run([ROOT / "scripts/run"], stdin=subprocess.DEVNULL,
+                            capture_output=True, text=True, check=False)
+    assert second.returncode == 1
+    assert second.stderr == "run: the demonstration runs already\n"
+
+
+def test_orvadctl_says_when_no_demonstration_runs():
+    assert not (ROOT / "build/run.env").exists()
+    client = subprocess.run([ROOT / "scripts/orvadctl", "list"],
+                            capture_output=True, text=True, check=False)
+    assert client.returncode == 1
+    assert client.stderr == \
+        "orvadctl: no demonstration runs; start one: scripts/run\n"
+
+
+@pytest.mark.parametrize("arguments", [["--for"], ["--for", "x"], ["help"]])
+def test_run_refuses_a_wrong_command_line(arguments):
+    run = subprocess.run([ROOT / "scripts/run", *arguments],
+                         capture_output=True, text=True, check=False)
+    assert run.returncode == 2
+    assert run.stderr.startswith("Usage: scripts/run")
+
+
+RESULTS = {
+    "good": '<testcase name="a"/><testcase name="b"/>',
+    "failing": '<testcase name="a"/><testcase name="b"><failure/></testcase>',
+    "erring": '<testcase name="a"><error/></testcase>',
+    "skipping": '<testcase name="a"><skipped/></testcase>',
+    "empty": "",
+}
+
+
+@pytest.mark.parametrize("steps, line", [
+    ([("good", 0), ("good", 0)], "4 passed, 0 failed"),
+    ([("good", 0), ("failing", 1)], "3 passed, 1 failed"),
+    ([("erring", 1)], "0 passed, 1 failed"),
+    ([("skipping", 0)], "0 passed, 1 failed"),
+    ([("good", 0), ("empty", 0)], "2 passed, 1 failed"),
+    ([("good", 0), ("missing", 0)], "2 passed, 1 failed"),
+    ([("good", 1)], "2 passed, 1 failed"),
+    ([("-", 0), ("good", 0)], "2 passed, 0 failed"),
+    ([("-", 1)], "0 passed, 1 failed"),
+    ([("-", 0)], "0 passed, 1 failed"),
+    ([], "0 passed, 1 failed"),
+])
+def test_results_count_everything_that_did_not_pass(tmp_path, steps, line):
+    for name, cases in RESULTS.items():
+        (tmp_path / name).write_text(
+            f"<testsuites><testsuite>{cases}</testsuite></testsuites>")
+    arguments = []
+    for name, status in steps:
+        path = name if name == "-" else os.fspath(tmp_path / name)
+        arguments += [name, str(status), path]
+    counted = subprocess.run([ROOT / "scripts/count-results.py", *arguments],
+                             stdout=subprocess.PIPE, text=True, check=False)
+    assert counted.stdout.splitlines()[-1] == line
+    assert counted.returncode == (0 if line.endswith(" 0 failed") else 1)

@@ -1,0 +1,34 @@
+#pragma once
+
+/// The values that a command line may hold. Each function takes the whole text
+/// strictly and answers nothing for any other text: no signs, no blanks, no
+/// trailing characters, nothing out of range, no matter which locale.
+
+#include <glib.h>
+
+#include <optional>
+#include <string>
+
+namespace orvadctl
+{
+
+/// The longest time that one step of a sequence can hold, in ms; the daemon
+/// counts microseconds in 32 bits.
+constexpr gint32 LONGEST_STEP_MS = G_MAXINT32 / 1000;
+
+/// "on", "active", "1": true; "off", "inactive", "0": false.
+std::optional<bool> parse_switch(const std::string &text);
+
+/// A step's time in ms, 0 to LONGEST_STEP_MS.
+std::optional<gint32> parse_milliseconds(const std::string &text);
+
+/// How many of something, from 1.
+std::optional<guint> parse_count(const std::string &text);
+
+/// Seconds with up to three decimals, from 0.001 to 86400, as milliseconds.
+std::optional<gint> parse_timeout(const std::string &text);
+
+/// A port's number, from 0; negative numbers belong to no port.
+std::optional<gint32> parse_port_number(const std::string &text);
+
+} // namespace orvadctl

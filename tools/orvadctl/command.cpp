@@ -1,0 +1,28 @@
+#include "command.h"
+
+namespace orvadctl
+{
+
+bool find_target(const Context &context, Target &target, GError **error)
+{
+	target.daemon = open_daemon(context.options.timeout_ms, error);
+	if (!target.daemon ||
+	    !fetch_ports(target.daemon.get(), target.ports, error))
+		return false;
+	target.port = select_port(target.ports,
+				  context.options.arguments.front(), error);
+	return target.port != nullptr;
+}
+
+bool find_driven_target(const Context &context, Target &target, GError **error)
+{
+	return find_target(context, target, error) &&
+	       check_reachable(target.ports, *target.port, error);
+}
+
+bool is_simulated(const Context &context, const Port &port)
+{
+	return context.options.simulate || port.only_virtual();
+}
+
+} // namespace orvadctl

@@ -1,0 +1,60 @@
+#pragma once
+
+/// A command of the client. One source per command or small group; the table
+/// in commands.cpp lists them all, and the help is printed from it.
+
+#include "bus.h"
+#include "options.h"
+#include "output.h"
+
+#include <string>
+
+namespace orvadctl
+{
+
+/// What a command works with.
+struct Context {
+	const Options &options;
+	Output &output;
+};
+
+struct Command {
+	const char *name;
+	const char *arguments; ///< As the help shows them.
+	const char *summary;   ///< One line, for the list of commands.
+	const char *details;   ///< Paragraphs; documents the JSON output.
+	unsigned options;      ///< OptionSet bits that it takes.
+	std::size_t least_arguments;
+	std::size_t most_arguments;
+	/// Does the work. False with error set when that failed.
+	bool (*run)(Context &context, GError **error);
+};
+
+constexpr std::size_t ANY_NUMBER = static_cast<std::size_t>(-1);
+
+/// The daemon, its ports and the one that the first argument means.
+struct Target {
+	StatePtr daemon;
+	std::vector<Port> ports;
+	const Port *port = nullptr; ///< One of ports.
+};
+
+/// Opens the daemon and looks the port up.
+bool find_target(const Context &context, Target &target, GError **error);
+
+/// The same for a command that drives the port: the daemon must find this very
+/// port by its number.
+bool find_driven_target(const Context &context, Target &target, GError **error);
+
+/// Whether a change of the port is to be simulated: asked for with --virtual,
+/// or the only way, since the port has no hardware.
+bool is_simulated(const Context &context, const Port &port);
+
+extern const Command LIST_COMMAND;
+extern const Command GET_COMMAND;
+extern const Command SET_COMMAND;
+extern const Command PULSE_COMMAND;
+extern const Command WATCH_COMMAND;
+extern const Command EVENTS_COMMAND;
+
+} // namespace orvadctl

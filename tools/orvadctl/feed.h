@@ -1,0 +1,63 @@
+#pragma once
+
+#include "bus.h"
+#include "command.h"
+#include "live.h"
+
+#include <functional>
+#include <string>
+
+namespace orvadctl
+{
+
+/// The lines of a command that shows what happens as it happens, until the
+/// user ends it, --count is reached or nobody reads any more. Shows itself
+/// when the service that it follows goes away and comes back.
+class Feed
+{
+public:
+	/// @param name the service's bus name.
+	/// @param title what to call it in sentences.
+	Feed(Context &context, GDBusConnection *connection, const char *name,
+	     const char *title);
+
+	bool json() const
+	{
+		return context_.options.json;
+	}
+	const Output &output() const
+	{
+		return context_.output;
+	}
+
+	/// Shows a line, respectively one that --count counts. Nothing is shown
+	/// once the feed has ended.
+	void line(const std::string &text);
+	void counted_line(const std::string &text);
+
+	/// Ends the command when error is about anything but a service that has
+	/// gone, which shows by itself. Takes error over.
+	/// @param fatal false: only say so and go on.
+	void call_failed(GError *error, bool fatal);
+
+	/// Runs the command. The handlers are told, after the line about it,
+	/// that the service is there, respectively is not; one is told at once.
+	bool run(std::function<void()> appeared, std::function<void()> vanished,
+		 GError **error);
+
+private:
+	enum class Presence { UNKNOWN, THERE, GONE };
+
+	void show_presence(Presence presence);
+	std::string presence_text(Presence presence) const;
+
+	Context &context_;
+	GDBusConnection *connection_;
+	const char *name_;
+	const char *title_;
+	Live live_;
+	Presence presence_ = Presence::UNKNOWN;
+	guint counted_ = 0;
+};
+
+} // namespace orvadctl

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "output.h"
+#include "util/glib-ptr.h"
+#include "util/scoped-source.h"
+
+#include <gio/gio.h>
+
+namespace orvadctl
+{
+
+/// The main loop of a command that waits for the bus. It ends with failure
+/// when the bus goes away.
+class Live
+{
+public:
+	explicit Live(GDBusConnection *connection);
+	~Live();
+	Live(const Live &) = delete;
+	Live &operator=(const Live &) = delete;
+
+	/// From now on SIGINT and SIGTERM end the loop with success, and so
+	/// does a reader of output that has gone.
+	void end_with_user(const Output &output);
+
+	/// Runs until one of the two below was called, also if that was before.
+	bool run(GError **error);
+
+	/// Ends the loop with success.
+	void stop();
+	/// Whether the loop has been ended. Sources that were ready at the same
+	/// time are still dispatched once.
+	bool ended() const
+	{
+		return ended_;
+	}
+	/// Ends the loop with failure.
+	/// @param error becomes this object's; the first one counts.
+	void fail(GError *error);
+
+private:
+	util::MainLoopPtr loop_;
+	GDBusConnection *connection_;
+	gulong closed_handler_;
+	util::ScopedSource interrupt_;
+	util::ScopedSource terminate_;
+	util::ScopedSource reader_;
+	bool ended_ = false;
+	GError *error_ = nullptr;
+};
+
+} // namespace orvadctl

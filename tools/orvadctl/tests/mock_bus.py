@@ -1,0 +1,219 @@
+"""A private bus with a mock of the port daemon on it, for the client's tests."""
+
+import contextlib
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import threading
+
+import gi
+
+gi.require_version("Gio", "2.0")
+# pylint: disable=wrong-import-position
+from gi.repository import Gio, GLib  # noqa: E402
+
+_ROOT = pathlib.Path(__file__).resolve().parents[3]
+sys.path.insert(0, str(_ROOT / "tests" / "sandbox"))
+from waiting import DEADLINE, wait_until  # noqa: E402
+
+STATE = "com.vexa.IOControl.State"
+STATE_PATH = "/com/vexa/IOControl/State"
+STATE_XML = (_ROOT / "src/dbus/com.vexa.IOControl.State.xml").read_text()
+EVENTS = "org.orvad.Events1"
+EVENTS_PATH = "/org/orvad/Events1"
+PRODUCER = "org.orvad.Events1.Producer"
+PRODUCER_XML = """<node><interface name="org.orvad.Events1.Producer">
+  <method name="ListDeclarations">
+    <arg name="declarations" type="a(ua{sv})" direction="out"/>
+  </method>
+</interface></node>"""
+
+_BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC
+  "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>system</type>
+  <listen>unix:path={folder}/bus</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow user="*"/>
+    <allow own="*"/>
+    <allow send_destination="*"/>
+    <allow send_type="signal"/>
+    <allow receive_type="*"/>
+    {policy}
+  </policy>
+</busconfig>
+"""
+
+
+class PrivateBus:
+    """A dbus-daemon of its own, below folder."""
+
+    def __init__(self, folder, policy=""):
+        config = folder / "bus.conf"
+        config.write_text(_BUS_CONFIG.format(folder=folder, policy=policy))
+        self._process = subprocess.Popen(
+            ["dbus-daemon", f"--config-file={config}", "--nofork",
+             "--nopidfile", "--print-address=1"],
+            stdout=subprocess.PIPE, text=True)
+        self.address = self._process.stdout.readline().strip()
+
+    def stop(self):
+        if self._process.returncode is None:
+            self._process.kill()
+            self._process.wait()
+            self._process.stdout.close()
+
+
+class Answer:
+    """What the mock answers: values of the method's type, or an error, its
+    D-Bus name and its text. before(mock) is called before it is sent."""
+
+    def __init__(self, *values, error=None, before=None):
+        self.values = values
+        self.error = error
+        self.before = before
+
+
+class Mock:
+    """A service on the bus. answers: method -> Answer, or a function of the
+    call's arguments that returns one; None: no answer ever."""
+
+    def __init__(self, address, name, objects):
+        """objects: path -> (interface XML, answers)."""
+        self.name = name
+        self.calls = []
+        self.answered = []
+        self._context = GLib.MainContext.new()
+        self._loop = GLib.MainLoop.new(self._context, False)
+        self._connection = Gio.DBusConnection.new_for_address_sync(
+            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+        self._connection.set_exit_on_close(False)
+        self._unanswered = []
+        ready = threading.Event()
+        self._thread = threading.Thread(
+            target=self._serve, args=(objects, ready), daemon=True)
+        self._thread.start()
+        assert ready.wait(DEADLINE)
+        self.appear()
+
+    def _serve(self, objects, ready):
+        self._context.push_thread_default()
+        for path, (xml, answers) in objects.items():
+            interface = Gio.DBusNodeInfo.new_for_xml(xml).interfaces[0]
+            self._connection.register_object(
+                path, interface, self._handler(interface, answers), None, None)
+        ready.set()
+        self._loop.run()
+        self._context.pop_thread_default()
+
+    def _handler(self, interface, answers):
+        def handle(_connection, _sender, _path, _interface, method, args,
+                   invocation):
+            self.calls.append((method, args.unpack()))
+            answer = answers[method]
+            if callable(answer):
+                answer = answer(*args.unpack())
+            if answer is None:
+                self._unanswered.append(invocation)
+            elif answer.error:
+                invocation.return_dbus_error(*answer.error)
+            else:
+                if answer.before:
+                    answer.before(self)
+                types = "".join(arg.signature for arg
+                                in interface.lookup_method(method).out_args)
+                invocation.return_value(
+                    GLib.Variant(f"({types})", answer.values))
+            self.answered.append(method)
+        return handle
+
+    def _ask_bus(self, method, types, *args):
+        self._connection.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus",
+            "org.freedesktop.DBus", method, GLib.Variant(types, args), None,
+            Gio.DBusCallFlags.NONE, -1, None)
+
+    def appear(self):
+        """Takes the name."""
+        self._ask_bus("RequestName", "(su)", self.name, 0)
+
+    def vanish(self):
+        """Gives the name up."""
+        self._ask_bus("ReleaseName", "(s)", self.name)
+
+    def emit(self, path, interface, signal_name, types, *args):
+        self._connection.emit_signal(None, path, interface, signal_name,
+                                     GLib.Variant(types, args))
+        self._connection.flush_sync(None)
+
+    def port_changed(self, number, active):
+        self.emit(STATE_PATH, STATE, "PortChanged", "(ibbbbbb)", number, False,
+                  False, True, False, active, True)
+
+    def sequence_done(self, number):
+        self.emit(STATE_PATH, STATE, "ActionSequenceDone", "(i)", number)
+
+    def count(self, method):
+        return [name for name, _ in self.calls].count(method)
+
+    def wait_for_calls(self, method, count=1):
+        wait_until(lambda: self.count(method) >= count,
+                   f"{count} calls of {method}; got {self.calls}")
+
+    def wait_for_answer(self, method):
+        wait_until(lambda: method in self.answered, f"an answer to {method}")
+
+    def arguments(self, method):
+        """Those of the calls of method."""
+        return [args for name, args in self.calls if name == method]
+
+    def disconnect(self):
+        """Leaves the bus, as a service that ends."""
+        if not self._connection.is_closed():
+            self._connection.close_sync(None)
+
+    def stop(self):
+        self._loop.quit()
+        self._thread.join()
+        with contextlib.suppress(GLib.Error):
+            self.disconnect()
+
+
+class Client:
+    """A run of orvadctl that goes on; lines() as they come."""
+
+    def __init__(self, program, words, env, stdout=subprocess.PIPE):
+        self.process = subprocess.Popen(
+            [program, *words], env=env, stdin=subprocess.DEVNULL,
+            stdout=stdout, stderr=subprocess.PIPE, text=True)
+
+    def line(self):
+        """The next line of output."""
+        return self.process.stdout.readline().rstrip("\n")
+
+    def interrupt(self, number=signal.SIGINT):
+        self.process.send_signal(number)
+        return self.finish()
+
+    def finish(self):
+        """Waits for the end; the exit status."""
+        self.rest, self.errors = self.process.communicate(timeout=DEADLINE)
+        return self.process.returncode
+
+    def destroy(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.communicate()
+
+
+def environment(address, **more):
+    """A client's environment."""
+    kept = {key: value for key, value in os.environ.items()
+            if key.startswith(("ASAN_", "LSAN_", "UBSAN_", "PATH"))}
+    return {**kept, "LC_ALL": "C.UTF-8", "TZ": "UTC",
+            "DBUS_SYSTEM_BUS_ADDRESS": address, **more}

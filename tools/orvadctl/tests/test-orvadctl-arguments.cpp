@@ -1,0 +1,75 @@
+#include "orvadctl/arguments.h"
+
+#include <gtest/gtest.h>
+
+using namespace orvadctl;
+using namespace std::string_literals;
+
+TEST(ParseSwitch, KnowsThreeWordsForEachState)
+{
+	for (const char *word : {"on", "active", "1"})
+		EXPECT_EQ(parse_switch(word), true) << word;
+	for (const char *word : {"off", "inactive", "0"})
+		EXPECT_EQ(parse_switch(word), false) << word;
+}
+
+TEST(ParseSwitch, RefusesAnythingElse)
+{
+	for (const char *word : {"", "ON", "true", "on ", "2", "01", "-1"})
+		EXPECT_EQ(parse_switch(word), std::nullopt) << word;
+}
+
+TEST(ParseMilliseconds, TakesWhatTheDaemonCanHold)
+{
+	EXPECT_EQ(parse_milliseconds("0"), 0);
+	EXPECT_EQ(parse_milliseconds("500"), 500);
+	EXPECT_EQ(parse_milliseconds("2147483"), 2147483);
+	EXPECT_EQ(parse_milliseconds("2147484"), std::nullopt);
+}
+
+TEST(ParseMilliseconds, IsStrict)
+{
+	for (const char *text :
+	     {"", "-1", "+1", " 1", "1 ", "1.5", "1,5", "1e3", "0x10", "ms",
+	      "1ms", "18446744073709551617"})
+		EXPECT_EQ(parse_milliseconds(text), std::nullopt) << text;
+	EXPECT_EQ(parse_milliseconds("1\0"s), std::nullopt);
+}
+
+TEST(ParseCount, StartsAtOne)
+{
+	EXPECT_EQ(parse_count("0"), std::nullopt);
+	EXPECT_EQ(parse_count("1"), 1u);
+	EXPECT_EQ(parse_count("4294967295"), 4294967295u);
+	EXPECT_EQ(parse_count("4294967296"), std::nullopt);
+}
+
+TEST(ParseTimeout, IsInSecondsWithDecimals)
+{
+	EXPECT_EQ(parse_timeout("25"), 25000);
+	EXPECT_EQ(parse_timeout("0.5"), 500);
+	EXPECT_EQ(parse_timeout("1.25"), 1250);
+	EXPECT_EQ(parse_timeout("0.001"), 1);
+	EXPECT_EQ(parse_timeout("86400"), 86400000);
+}
+
+TEST(ParseTimeout, RefusesWhatIsOutOfRangeOrNoNumber)
+{
+	for (const char *text : {"", "0", "0.000", "-1", "86400.001", "86401",
+				 "1.", ".5", "1.2345", "1,5", "1e2", "inf",
+				 "nan", "1.-5", "99999999999999999999"})
+		EXPECT_EQ(parse_timeout(text), std::nullopt) << text;
+}
+
+TEST(ParsePortNumber, TakesWhatAPortCanHave)
+{
+	EXPECT_EQ(parse_port_number("0"), 0);
+	EXPECT_EQ(parse_port_number("2147483647"), 2147483647);
+}
+
+TEST(ParsePortNumber, NeverWrapsAround)
+{
+	for (const char *text : {"2147483648", "4294967295", "4294967297",
+				 "18446744073709551617", "-1", "1x", ""})
+		EXPECT_EQ(parse_port_number(text), std::nullopt) << text;
+}
