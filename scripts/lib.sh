@@ -69,6 +69,12 @@ configure() {
 		meson setup --wrap-mode=nodownload "$folder" "$ROOT" "$@"
 }
 
+# compile FOLDER TARGET...: one at a time, or two would spoil each other's
+# objects.
+compile() {
+	flock "$ROOT/build/compile.lock" ninja -C "$@"
+}
+
 # Leaves what root has built to who called sudo.
 give_back() {
 	[[ -n ${SUDO_UID-} && -n ${SUDO_GID-} ]] || return 0

@@ -21,7 +21,7 @@
 struct IOPort;
 
 /// The fixed kind of a port; the numbers are part of the configuration format.
-enum IOPortType {
+enum IOPortType : int {
 	PORT_INPUT = 0,
 	PORT_OUTPUT = 1,
 	/// A pin that can be switched between input and output ("io_ctrl").

@@ -9,7 +9,8 @@ from xml.sax.saxutils import quoteattr
 
 from gi.repository import Gio, GLib
 
-from bus_client import STATE, BusError, Client
+from bus_client import STATE, STATE_PATH, BusError, Client
+from ports_support import read_parameters
 from sandbox import QEL_GID, QEL_UID, Sandbox
 
 OLD_PARAMETERS = "/etc/dynamic/orvad/params.conf"
@@ -67,11 +68,7 @@ def parameter_file(box):
 
 def parameters(box):
     """The parameter file: group -> key -> text. Fails unless it is whole."""
-    file = GLib.KeyFile()
-    file.load_from_file(str(parameter_file(box)), GLib.KeyFileFlags.NONE)
-    return {group: {key: file.get_string(group, key)
-                    for key in file.get_keys(group)[0]}
-            for group in file.get_groups()[0]}
+    return read_parameters(parameter_file(box))
 
 
 def group_text(name, **values):
@@ -101,6 +98,14 @@ def set_usage(client, number, text):
     client.call("SetUsage", "(us)", (number, text))
 
 
+def post_usage(client, number, text):
+    """Asks for the change and waits for nothing."""
+    client.connection.call(
+        STATE, STATE_PATH, STATE, "SetUsage", GLib.Variant("(us)", (
+            number, text)), None, Gio.DBusCallFlags.NO_AUTO_START, -1, None,
+        None)
+
+
 def get_usage(client, number):
     return client.call("GetUsage", "(u)", (number,))[0]
 
@@ -125,7 +130,8 @@ def refusal(client, *call):
     try:
         answer = client.call(*call)
     except BusError as error:
-        return error.name.rpartition(".")[2], error.message
+        text = error.message.removeprefix(f"GDBus.Error:{error.name}: ")
+        return error.name.rpartition(".")[2], text
     raise AssertionError(f"{call} was answered with {answer}")
 
 

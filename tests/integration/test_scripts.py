@@ -1,5 +1,6 @@
 """The repository's scripts, from end to end."""
 
+import contextlib
 import os
 import pathlib
 import signal
@@ -51,7 +52,9 @@ def fixture_demonstrate(tmp_path):
         return started[-1]
     yield start
     for demonstration in started:
-        demonstration.process.terminate()
+        # The whole group: it may still be at building.
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(demonstration.process.pid, signal.SIGTERM)
         demonstration.process.wait()
 
 

@@ -1,18 +1,15 @@
-"""The daemon's start, its signals and its end."""
+"""The daemon's start: its steps, its identity, its parameter file."""
 
-import contextlib
 import os
-import signal
 import stat
 
 import pytest
 
-from bus_client import STATE
 from lifecycle_support import (
-    OLD_PARAMETERS, PARAMETERS, HardwareId, Host, LimitedSandbox, answer_with,
-    complaints, config, file_system, get_usage, group_text, identity,
-    input_group, listed, log_lines, output_group, parameter_file, parameters,
-    port, remount, set_usage, settle, status_field, sysfs_port, umask)
+    OLD_PARAMETERS, PARAMETERS, LimitedSandbox, complaints, config,
+    file_system, get_usage, group_text, identity, listed, log_lines,
+    output_group, parameter_file, parameters, port, remount,
+    set_usage, settle, status_field, sysfs_port, umask)
 from sandbox import QEL_GID, QEL_UID
 from waiting import wait_until
 
@@ -20,7 +17,6 @@ LAMP = config(port("lamp", 0))
 CORRUPT = "this is no key file\n"
 ROOT = (0, 0)
 QEL = (QEL_UID, QEL_GID)
-MANY = 300
 
 
 def owner(path):
@@ -373,107 +369,3 @@ def test_old_parameters_that_cannot_be_removed_are_still_used(
         daemon.stop()
     assert complaints(daemon) == [
         f"WARNING Could not remove {OLD_PARAMETERS}: Read-only file system"]
-
-
-# ---- signals ----
-
-def test_hang_up_is_logged_and_nothing_else(make_sandbox, connect):
-    box = make_sandbox(config=LAMP)
-    daemon = box.start()
-    (box.share / "conf.xml").write_text(config(port("other", 1)))
-    parameter_file(box).write_text(output_group("lamp", usage="changed"))
-    for count in range(1, 4):
-        daemon.send(signal.SIGHUP)
-        wait_until(
-            lambda: log_lines(daemon, "INFO").count("Got SIGHUP") == count,
-            "the signal in the log")
-    client = connect(box)
-    assert listed(client) == [("lamp", 0)]
-    assert get_usage(client, 0) == ""
-    daemon.stop()
-    assert complaints(daemon) == []
-
-
-def test_termination_ends_the_daemon_in_order(make_sandbox, connect):
-    box = make_sandbox(config=LAMP)
-    daemon = box.start()
-    client = connect(box)
-    names = client.record("NameOwnerChanged", interface="org.freedesktop.DBus")
-    assert daemon.stop() == 0
-    names.wait_for(lambda signal: signal.args[0] == STATE
-                   and signal.args[2] == "")
-    assert log_lines(daemon, "INFO")[-1] == "Got SIGTERM"
-
-
-def terminate_until_it_ends(daemon):
-    """Sends SIGTERM again and again; the exit status."""
-    with contextlib.suppress(ProcessLookupError):
-        while not daemon.ended:
-            daemon.send(signal.SIGTERM)
-    return daemon.wait()
-
-
-def start_sequence(client, number, milliseconds):
-    client.call("StartActionSequence", "(uba(bi))",
-                (number, False, [(True, milliseconds)]))
-
-
-def test_repeated_termination_changes_nothing(make_sandbox, connect):
-    """The running sequences make the shutdown take a while."""
-    box = make_sandbox(config=config(
-        *(port(f"lamp{n}", MANY + n) for n in range(MANY))))
-    daemon = box.start()
-    client = connect(box)
-    for number in range(MANY, 2 * MANY):
-        start_sequence(client, number, 1_000_000)
-    assert terminate_until_it_ends(daemon) == 0
-
-
-def test_termination_ends_a_running_sequence(make_sandbox, connect):
-    box = make_sandbox(config=LAMP)
-    daemon = box.start()
-    client = connect(box)
-    done = client.record("ActionSequenceDone")
-    start_sequence(client, 0, 1_000_000)
-    assert done.signals == []
-    assert daemon.stop() == 0
-
-
-def test_termination_during_the_start_ends_the_daemon_in_order(make_sandbox):
-    box = make_sandbox(
-        config=LAMP.replace("<port ", '<port hwid="A" '))
-    box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        kept = []
-        service = HardwareId(host, kept.append)
-        daemon = box.start_daemon()
-        host.wait_for(lambda: service.asked, "the daemon to ask")
-        daemon.send(signal.SIGTERM)
-        answer_with("(s)", "A1")(kept.pop())
-        assert daemon.wait() == 0
-    assert log_lines(daemon, "INFO")[-1] == "Got SIGTERM"
-    assert complaints(daemon) == []
-    assert "lamp" in parameters(box)
-
-
-def test_hang_up_during_the_start_is_harmless(make_sandbox):
-    box = make_sandbox(
-        config=LAMP.replace("<port ", '<port hwid="A" '))
-    box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        def answer(invocation):
-            box.daemon.send(signal.SIGHUP)
-            answer_with("(s)", "A1")(invocation)
-        HardwareId(host, answer)
-        daemon = host.start(box)
-        daemon.wait_for_output("Got SIGHUP")
-        assert listed(host) == [("lamp", 0)]
-    daemon.stop()
-
-
-def test_settings_of_an_input_survive_a_start_as_they_are(make_sandbox):
-    text = input_group("door", input_name="Front", usage="watch")
-    box = make_sandbox(config=config(port("door", 0, "input")),
-                       orvad_conf=text)
-    box.start().stop()
-    assert parameter_file(box).read_text().strip() == text.strip()

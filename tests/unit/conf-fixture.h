@@ -85,3 +85,9 @@ inline std::string xml_value(const std::string &text)
 	}
 	return result + "\"";
 }
+
+/// The message of a file that cannot be used.
+inline LogCapture::Message critical(const std::string &text)
+{
+	return {G_LOG_LEVEL_CRITICAL, text};
+}

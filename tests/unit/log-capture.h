@@ -14,7 +14,8 @@ class LogCapture
 {
 public:
 	struct Message {
-		GLogLevelFlags level;
+		/// An int, since GLogLevelFlags does not hold user levels.
+		int level;
 		std::string text;
 		bool operator==(const Message &) const = default;
 	};
@@ -59,8 +60,7 @@ private:
 	{
 		auto *self = static_cast<LogCapture *>(user_data);
 		const std::lock_guard guard(self->mutex_);
-		const auto without_flags =
-			static_cast<GLogLevelFlags>(level & G_LOG_LEVEL_MASK);
+		const int without_flags = level & G_LOG_LEVEL_MASK;
 		self->messages_.push_back({without_flags, text ? text : ""});
 	}
 

@@ -1,7 +1,5 @@
 #include "conf-fixture.h"
 
-#include <sys/stat.h>
-
 namespace
 {
 
@@ -9,11 +7,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char *kHwidWarning = "Could not get the hardware id";
-
-LogCapture::Message critical(const std::string &text)
-{
-	return {G_LOG_LEVEL_CRITICAL, text};
-}
 
 LogCapture::Message warning(const std::string &text)
 {
@@ -285,6 +278,14 @@ TEST_F(ConfReaderTest, ElementsInsideABackendDescribeThePortToo)
 	EXPECT_EQ(newest()->number, 3);
 }
 
+TEST_F(ConfReaderTest, TheNameOfASecondBackendIsNotHandedOverEither)
+{
+	read("<port name=\"p\"><backend name=\"null\"/>"
+	     "<backend name=\"null\" a=\"1\"/></port>");
+	EXPECT_EQ(recorder::count("null.parse_data"), 1U);
+	EXPECT_EQ(recorder::count("null.parse_data(p, backend, a, 1)"), 1U);
+}
+
 TEST_F(ConfReaderTest, ABackendsNameThatComesSecondBindsAllTheSame)
 {
 	read("<port name=\"p\"><backend a=\"1\" name=\"null\" b=\"2\"/>"
@@ -329,82 +330,6 @@ TEST_F(ConfReaderTest, ABackendLeftOpenGetsTheNextFilesFirstElements)
 		    ElementsAre("null.parse_data(p, port_no, nbr, 1)",
 				"null.parse_data(p, backend, name, null)"));
 	EXPECT_EQ(newest()->number, 2);
-}
-
-class ConfDropDirTest : public ConfTest
-{
-protected:
-	ConfDropDirTest()
-	{
-		EXPECT_EQ(mkdir(path_.c_str(), 0755), 0);
-	}
-	void add(const std::string &name, const std::string &text) const
-	{
-		write_file(path_ + name, text);
-	}
-
-	const std::string path_ = dir_.file("drop.d/");
-};
-
-TEST_F(ConfDropDirTest, EveryFileIsReadWhateverItsName)
-{
-	add("b.xml", "<port name=\"b\"/>");
-	add(".hidden", "<port name=\"hidden\"/>");
-	add("a~", "<port name=\"a\"/>");
-	EXPECT_TRUE(conf_read_drop_dir(path_.c_str()));
-	EXPECT_THAT(port_names(),
-		    testing::UnorderedElementsAre("a", "b", "hidden"));
-}
-
-TEST_F(ConfDropDirTest, AnEmptyDirectoryIsFine)
-{
-	EXPECT_TRUE(conf_read_drop_dir(path_.c_str()));
-	EXPECT_THAT(log_.messages(), IsEmpty());
-}
-
-TEST_F(ConfDropDirTest, ADirectoryThatIsMissingOrNoneFailsSilently)
-{
-	add("file", "<port/>");
-	EXPECT_FALSE(conf_read_drop_dir(dir_.file("missing").c_str()));
-	EXPECT_FALSE(conf_read_drop_dir((path_ + "file").c_str()));
-	EXPECT_EQ(io_port_list_length(), 0U);
-	EXPECT_THAT(log_.messages(), IsEmpty());
-}
-
-TEST_F(ConfDropDirTest, TheFirstFileThatFailsEndsTheReading)
-{
-	add("1", "<wrong></end>");
-	add("2", "<wrong></end>");
-	EXPECT_FALSE(conf_read_drop_dir(path_.c_str()));
-	EXPECT_EQ(log_.messages().size(), 1U);
-}
-
-TEST_F(ConfDropDirTest, FilesAreReadInTheOrderOfTheListing)
-{
-	std::vector<std::string> before_the_fault;
-	for (const char *name : {"a", "b", "c", "d", "e"})
-		add(name, std::string("<port name=\"") + name + "\"/>");
-	add("wrong", "<wrong></end>");
-	const util::DirPtr listing(g_dir_open(path_.c_str(), 0, nullptr));
-	while (const char *name = g_dir_read_name(listing.get())) {
-		if (std::string(name) == "wrong")
-			break;
-		before_the_fault.emplace_back(name);
-	}
-	EXPECT_FALSE(conf_read_drop_dir(path_.c_str()));
-	EXPECT_EQ(port_names(), before_the_fault);
-	EXPECT_THAT(log_.messages(),
-		    ElementsAre(critical("Couldn't parse markup file (" +
-					 path_ + "/wrong)\n")));
-}
-
-TEST_F(ConfDropDirTest, ASubdirectoryIsAFileThatCannotBeRead)
-{
-	EXPECT_EQ(mkdir((path_ + "sub").c_str(), 0755), 0);
-	EXPECT_FALSE(conf_read_drop_dir(path_.c_str()));
-	EXPECT_THAT(log_.messages(),
-		    ElementsAre(critical("Couldn't load XML (" + path_ +
-					 "/sub)\n")));
 }
 
 } // namespace

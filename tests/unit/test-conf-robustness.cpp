@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <ctime>
+
 namespace
 {
 
@@ -65,9 +67,7 @@ protected:
 private:
 	void expect_message(const std::string &text)
 	{
-		EXPECT_THAT(log_.messages(),
-			    ElementsAre(LogCapture::Message{
-				    G_LOG_LEVEL_CRITICAL, text}));
+		EXPECT_THAT(log_.messages(), ElementsAre(critical(text)));
 		log_.clear();
 	}
 };
@@ -237,10 +237,11 @@ TEST_F(ConfRobustnessTest, DeeplyNestedPortsAreEachAPort)
 	EXPECT_EQ(io_port_list_length(), kDepth);
 }
 
-TEST_F(ConfRobustnessTest, TenThousandPortsAreReadInSeconds)
+TEST_F(ConfRobustnessTest, TenThousandPortsTakeSecondsOfTheProcessor)
 {
 	constexpr int kPorts = 10000;
-	constexpr gint64 kLongest = 10 * G_USEC_PER_SEC;
+	/// A sanitizer's build takes many times as long as the daemon.
+	constexpr std::clock_t kLongest = 30 * CLOCKS_PER_SEC;
 	std::string ports;
 	for (int i = 0; i < kPorts; ++i) {
 		const std::string number = std::to_string(i);
@@ -250,9 +251,9 @@ TEST_F(ConfRobustnessTest, TenThousandPortsAreReadInSeconds)
 			 "\"/><backend name=\"null\" a=\"b\"/>"
 			 "<event declaration=\"IOPort\"/></port>";
 	}
-	const gint64 start = g_get_monotonic_time();
+	const std::clock_t start = std::clock();
 	EXPECT_TRUE(read(ports));
-	EXPECT_LT(g_get_monotonic_time() - start, kLongest);
+	EXPECT_LT(std::clock() - start, kLongest);
 	EXPECT_EQ(io_port_list_length(), static_cast<unsigned>(kPorts));
 }
 

@@ -3,6 +3,8 @@
 
 #include "port-fixture.h"
 
+#include <cstddef>
+
 namespace
 {
 
@@ -26,6 +28,29 @@ PortRef new_port_on(IOBackend kind)
 }
 
 // ---- Choosing a backend ----
+
+TEST_F(IOPortBackendTest, TheSlotsAreInTheirOrder)
+{
+	using Table = IOPortFunctions;
+	const std::vector<size_t> slots = {
+		offsetof(Table, setup),
+		offsetof(Table, is_supervisable),
+		offsetof(Table, set_supervised),
+		offsetof(Table, get_supervised_ranges),
+		offsetof(Table, set_supervised_ranges),
+		offsetof(Table, get_supervised_readout),
+		offsetof(Table, get_state),
+		offsetof(Table, set_state),
+		offsetof(Table, set_watch),
+		offsetof(Table, set_direction),
+		offsetof(Table, parse_data),
+		offsetof(Table, free),
+		offsetof(Table, close),
+	};
+	for (size_t i = 0; i < slots.size(); ++i)
+		EXPECT_EQ(slots[i], i * sizeof(void *)) << i;
+	EXPECT_EQ(sizeof(Table), slots.size() * sizeof(void *));
+}
 
 TEST_F(IOPortBackendTest, ChoosingABackendGivesThePortItsTableAndARecord)
 {

@@ -6,6 +6,7 @@
 #include "ioport/port-state.h"
 #include "sequence-fixture.h"
 
+#include <chrono>
 #include <thread>
 
 namespace
@@ -111,6 +112,30 @@ TEST_F(PortSequenceThreadsTest, AnAbortDuringAStepIsSeenBeforeItIsHeld)
 	stop(port);
 	EXPECT_EQ(done_count(), 1U);
 	EXPECT_EQ(recorder::count("full.set_state(p, 0)"), 0U);
+}
+
+/// The test plays the action thread, which looks and then waits.
+TEST_F(PortSequenceThreadsTest, AnAbortBetweenTheLookAndTheWaitIsNotMissed)
+{
+	constexpr int kRounds = 1000;
+	constexpr std::chrono::seconds kDeadline(20);
+	const PortRef port = make_set_up_port(PORT_OUTPUT);
+	std::unique_lock lock(port->lock);
+	port->sequence_running = true;
+	std::thread changer([&port] { stop(port); });
+	spin_until([&port] { return abort_asked_for(port); });
+	for (int i = 0; i < kRounds; ++i)
+		std::this_thread::yield();
+	EXPECT_EQ(port->sequence_cond.wait_for(lock, kDeadline),
+		  std::cv_status::no_timeout);
+	{
+		const std::lock_guard guard(port->state_lock);
+		port->sequence_running = false;
+		port->abort_sequence = false;
+		port->done_cond.notify_all();
+	}
+	lock.unlock();
+	changer.join();
 }
 
 TEST_F(PortSequenceThreadsTest, AnAbortEndsAStepWithoutADuration)

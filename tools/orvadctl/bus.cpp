@@ -34,6 +34,9 @@ const char *advice(const GError *error)
 	if (is_timeout(error))
 		return "the port daemon does not answer; try again with a "
 		       "longer --timeout, or restart it";
+	if (says_object_missing(error))
+		return "the port daemon is just starting or ending; try again "
+		       "in a moment";
 	if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY))
 		return "the port daemon went away without an answer; try "
 		       "again once it is back";
@@ -124,6 +127,16 @@ bool says_service_gone(const GError *error)
 {
 	return is_daemon_missing(error) ||
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
+}
+
+bool says_object_missing(const GError *error)
+{
+	return g_error_matches(error, G_DBUS_ERROR,
+			       G_DBUS_ERROR_UNKNOWN_METHOD) ||
+	       g_error_matches(error, G_DBUS_ERROR,
+			       G_DBUS_ERROR_UNKNOWN_OBJECT) ||
+	       g_error_matches(error, G_DBUS_ERROR,
+			       G_DBUS_ERROR_UNKNOWN_INTERFACE);
 }
 
 bool check_arguments(GVariant *arguments, const char *type, const char *what)

@@ -39,6 +39,9 @@ void explain_port_error(GError **error, const Port &port);
 
 /// Whether the error of a call says that its service is not there (any more).
 bool says_service_gone(const GError *error);
+/// Whether it says that the service is there, but not what was asked of it: it
+/// is just starting or ending.
+bool says_object_missing(const GError *error);
 
 /// Whether a signal's or an answer's arguments have that type; otherwise one
 /// line on standard error tells what was ignored.

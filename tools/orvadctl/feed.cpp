@@ -36,6 +36,8 @@ void Feed::call_failed(GError *error, bool fatal)
 		g_error_free(error);
 		return;
 	}
+	// The service will be gone or asked again in a moment.
+	fatal = fatal && !says_object_missing(error);
 	explain_call_error(&error);
 	if (fatal) {
 		live_.fail(error);

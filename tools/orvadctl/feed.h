@@ -35,9 +35,10 @@ public:
 	void line(const std::string &text);
 	void counted_line(const std::string &text);
 
-	/// Ends the command when error is about anything but a service that has
-	/// gone, which shows by itself. Takes error over.
-	/// @param fatal false: only say so and go on.
+	/// Deals with the error of a call, which becomes this object's: ends
+	/// the command, or with fatal false says so and goes on. A service that
+	/// is just starting or ending is never fatal, and one that has gone
+	/// shows by itself.
 	void call_failed(GError *error, bool fatal);
 
 	/// Runs the command. The handlers are told, after the line about it,

@@ -66,7 +66,7 @@ bool is_ours(const struct stat &attributes)
 void keep_attributes(const gchar *path, const struct stat &old)
 {
 	const UniqueFd fd(
-	    open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+		open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 	struct stat now;
 	if (fd.get() < 0 || fstat(fd.get(), &now) != 0 || !is_ours(now) ||
 	    same_attributes(now, old))
@@ -75,7 +75,7 @@ void keep_attributes(const gchar *path, const struct stat &old)
 	// One who may not give a file away may still be in its group.
 	if (fchown(fd.get(), old.st_uid, old.st_gid) != 0)
 		std::ignore =
-		    fchown(fd.get(), static_cast<uid_t>(-1), old.st_gid);
+			fchown(fd.get(), static_cast<uid_t>(-1), old.st_gid);
 	std::ignore = fchmod(fd.get(), old.st_mode & kPermissions);
 	// GLib has synced the contents; this is about the owner and the mode.
 	fsync(fd.get());
@@ -101,7 +101,7 @@ gboolean confutils_set_file_contents_with_sync(const gchar *path,
 	// over the old one, and the directory after that: without the second
 	// sync the old contents could be back after a crash.
 	const auto flags = static_cast<GFileSetContentsFlags>(
-	    G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
+		G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
 	if (!g_file_set_contents_full(path, contents, length, flags,
 				      static_cast<int>(mode), error))
 		return FALSE;

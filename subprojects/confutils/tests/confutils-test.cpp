@@ -51,8 +51,8 @@ class Confutils : public testing::Test
 protected:
 	void SetUp() override
 	{
-		auto name =
-		    (fs::temp_directory_path() / "confutils.XXXXXX").string();
+		auto name = (fs::temp_directory_path() / "confutils.XXXXXX")
+				    .string();
 		ASSERT_NE(mkdtemp(name.data()), nullptr);
 		directory_ = name;
 		path_ = directory_ / "a.conf";
@@ -69,8 +69,8 @@ protected:
 	{
 		g_clear_error(&error_);
 		return confutils_set_file_contents_with_sync(
-		    path.c_str(), contents.data(),
-		    static_cast<gssize>(contents.size()), &error_);
+			path.c_str(), contents.data(),
+			static_cast<gssize>(contents.size()), &error_);
 	}
 	bool save(const std::string &contents)
 	{
@@ -80,7 +80,7 @@ protected:
 	{
 		std::ofstream(path_) << "old";
 		ASSERT_EQ(chown(path_.c_str(), owner, group), 0)
-		    << "these tests are for root";
+			<< "these tests are for root";
 		ASSERT_EQ(chmod(path_.c_str(), mode), 0);
 	}
 	// The save failed for that reason, the old file is as it was, and
@@ -88,7 +88,7 @@ protected:
 	void expect_refused(GFileError reason)
 	{
 		EXPECT_TRUE(g_error_matches(error_, G_FILE_ERROR, reason))
-		    << (error_ != nullptr ? error_->message : "no error");
+			<< (error_ != nullptr ? error_->message : "no error");
 		EXPECT_EQ(contents_of(path_), "old");
 		expect_only_the_file();
 	}
@@ -306,7 +306,7 @@ TEST_F(Confutils, KeepsTheOldFileWhenTheNewOneCannotBeWrittenWhole)
 TEST_F(Confutils, WorksWithoutAPlaceForTheError)
 {
 	EXPECT_FALSE(confutils_set_file_contents_with_sync(
-	    (directory_ / "missing" / "a").c_str(), "new", -1, nullptr));
+		(directory_ / "missing" / "a").c_str(), "new", -1, nullptr));
 }
 
 TEST_F(Confutils, ShowsReadersTheOldOrTheNewContentsWhole)
@@ -338,7 +338,7 @@ TEST_F(Confutils, ServesSeveralThreadsAtOnce)
 		const std::string contents(30'000, letter);
 		for (int round = 0; round < 15; round++)
 			EXPECT_TRUE(confutils_set_file_contents_with_sync(
-			    path_.c_str(), contents.c_str(), -1, nullptr));
+				path_.c_str(), contents.c_str(), -1, nullptr));
 	};
 	{
 		std::jthread first(write, 'a');

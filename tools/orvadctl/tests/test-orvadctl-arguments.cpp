@@ -1,3 +1,4 @@
+#include "comma-locale.h"
 #include "orvadctl/arguments.h"
 
 #include <gtest/gtest.h>
@@ -59,6 +60,13 @@ TEST(ParseTimeout, RefusesWhatIsOutOfRangeOrNoNumber)
 				 "1.", ".5", "1.2345", "1,5", "1e2", "inf",
 				 "nan", "1.-5", "99999999999999999999"})
 		EXPECT_EQ(parse_timeout(text), std::nullopt) << text;
+}
+
+TEST(ParseTimeout, TakesAPointInEveryLocale)
+{
+	CommaLocale locale;
+	EXPECT_EQ(parse_timeout("1.5"), 1500);
+	EXPECT_EQ(parse_timeout("1,5"), std::nullopt);
 }
 
 TEST(ParsePortNumber, TakesWhatAPortCanHave)

@@ -1,3 +1,4 @@
+#include "comma-locale.h"
 #include "orvadctl/declaration.h"
 
 #include <gtest/gtest.h>
@@ -134,6 +135,16 @@ TEST(Values, KeepTheirTypesInJson)
 				      " 'd': <'x'>, 'e': <[1]>}"));
 	EXPECT_EQ(json.line(), "{\"keys\":{\"a\":-1,\"b\":true,\"c\":0.5,"
 			       "\"d\":\"x\",\"e\":\"[1]\"}}");
+}
+
+TEST(Values, AreTheSameInEveryLocale)
+{
+	CommaLocale locale;
+	Values values = parse_values("{'a': <1.5>}");
+	JsonWriter json;
+	add_values(json, values);
+	EXPECT_EQ(values_text(values), "a=1.5");
+	EXPECT_EQ(json.line(), "{\"keys\":{\"a\":1.5}}");
 }
 
 TEST(Declaration, IsWrittenWholeAsJson)

@@ -5,16 +5,16 @@ import json
 import os
 import pty
 import re
-import subprocess
 
 import pytest
 from gi.repository import GLib
 
-from mock_bus import (DEADLINE, EVENTS, EVENTS_PATH, PRODUCER, PRODUCER_XML,
-                      STATE, STATE_PATH, STATE_XML, Answer, Client, Mock,
-                      PrivateBus, environment)
+from bus_client import EVENTS, PRODUCER, STATE, STATE_PATH
+from mock_bus import (EVENTS_PATH, PRODUCER_XML, STATE_XML, Answer, Mock,
+                      PrivateBus)
+from orvadctl_support import fixture_program, fixture_start_on
+from waiting import DEADLINE
 
-PROGRAM = os.environ["ORVADCTL"]
 QEL_PATH = EVENTS_PATH + "/qel"
 TIME = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}"
 ISO_TIME = r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\+00:00"
@@ -31,6 +31,8 @@ PORTS = [
     ("twin", 6, False, True, False, False, [("ioport", True)]),
     ("", -1, False, True, False, False, []),
 ]
+STARTING = (b"orvadctl: the port daemon is just starting or ending; try again "
+            b"in a moment\n")
 NO_PORT = Answer(error=("com.vexa.IOControl.Error.No_port", "No such port."))
 ANSWERS = {
     "GetPortProps": Answer(len(PORTS), PORTS),
@@ -94,33 +96,23 @@ def fixture_make_daemon(make_mock):
 def fixture_make_events(make_mock):
     """make_events(answer): a mock of the event service, one producer."""
     def make(answer=Answer([(1, DESCRIPTION)]), xml=PRODUCER_XML):
-        return make_mock(EVENTS, {QEL_PATH: (xml, {"ListDeclarations": answer})})
+        answers = {"ListDeclarations": answer}
+        return make_mock(EVENTS, {QEL_PATH: (xml, answers)})
     return make
 
 
 @pytest.fixture(name="run")
-def fixture_run(bus):
+def fixture_run(bus, program):
     """run(words...): a whole run; its status, output and errors."""
-    def execute(*words, **env):
-        return subprocess.run(
-            [PROGRAM, *words], env=environment(bus.address, **env),
-            stdin=subprocess.DEVNULL, capture_output=True, text=True,
-            timeout=DEADLINE, check=False)
+    def execute(*words, address=bus.address, env=None):
+        return program.run(address, *words, env=env)
     return execute
 
 
 @pytest.fixture(name="start")
-def fixture_start(bus):
+def fixture_start(bus, start_on):
     """start(words...): a run that goes on."""
-    clients = []
-
-    def begin(*words, **options):
-        clients.append(Client(PROGRAM, words, environment(bus.address),
-                              **options))
-        return clients[-1]
-    yield begin
-    for client in clients:
-        client.destroy()
+    return lambda *words: start_on(bus.address, *words)
 
 
 def output(result):
@@ -345,8 +337,9 @@ def test_pulse_waits_for_the_end(make_daemon, start):
     daemon.wait_for_calls("StartActionSequence")
     daemon.sequence_done(4)
     daemon.sequence_done(3)
-    assert client.finish() == 0
-    assert client.rest == "port 3 (lamp): sequence done\n"
+    rest = client.finish()
+    assert client.status == 0
+    assert rest == "port 3 (lamp): sequence done\n"
     assert daemon.arguments("StartActionSequence") == [
         (3, False, [(True, 500), (False, 250), (True, 100), (False, 0)])]
 
@@ -367,7 +360,8 @@ def test_end_of_the_sequence_before_is_not_the_end(make_daemon, start):
     client = start("pulse", "3", "2000000")
     daemon.wait_for_answer("StartActionSequence")
     daemon.vanish()
-    assert client.finish() == 1
+    assert client.finish() == ""
+    assert client.status == 1
     assert "went away before the sequence had ended" in client.errors
 
 
@@ -414,17 +408,18 @@ def test_daemon_that_ends_during_a_sequence_is_told(make_daemon, start):
     client = start("pulse", "3", "10000")
     daemon.wait_for_calls("StartActionSequence")
     daemon.vanish()
-    assert client.finish() == 1
+    assert client.finish() == ""
+    assert client.status == 1
     assert client.errors == ("orvadctl: the port daemon went away before the "
                              "sequence had ended\n")
 
 
 # watch
 
-def watching(daemon, start, *words, **options):
+def watching(daemon, start, *words):
     """A watch that has asked for the ports, hence listens."""
     before = daemon.count("GetPortProps")
-    client = start("watch", *words, **options)
+    client = start("watch", *words)
     daemon.wait_for_calls("GetPortProps", before + 1)
     return client
 
@@ -449,8 +444,9 @@ def test_watch_shows_the_ports_asked_for(make_daemon, start):
     client = watching(daemon, start, "lamp", "4", "--count", "2")
     for number in (2, 3, 5, 4):
         daemon.port_changed(number, True)
-    assert client.finish() == 0
-    assert re.findall(r"port (\d)", client.rest) == ["3", "4"]
+    rest = client.finish()
+    assert client.status == 0
+    assert re.findall(r"port (\d)", rest) == ["3", "4"]
 
 
 def test_watch_as_json_has_a_line_for_each_change(make_daemon, start):
@@ -458,8 +454,9 @@ def test_watch_as_json_has_a_line_for_each_change(make_daemon, start):
     client = watching(daemon, start, "--json", "--count", "2")
     daemon.port_changed(2, True)
     daemon.sequence_done(3)
-    assert client.finish() == 0
-    first, second = map(json.loads, client.rest.splitlines())
+    rest = client.finish()
+    assert client.status == 0
+    first, second = map(json.loads, rest.splitlines())
     assert re.fullmatch(ISO_TIME, first.pop("time"))
     assert re.fullmatch(ISO_TIME, second.pop("time"))
     assert first == {
@@ -469,13 +466,26 @@ def test_watch_as_json_has_a_line_for_each_change(make_daemon, start):
     assert second == {"type": "sequence-done", "number": 3, "name": "lamp"}
 
 
+def changes_before_the_answer(*numbers):
+    """GetPortProps' answer, behind changes of those ports."""
+    def change(mock):
+        for number in numbers:
+            mock.port_changed(number, True)
+    return Answer(len(PORTS), PORTS, before=change)
+
+
+def test_changes_that_overtake_the_listing_are_shown_by_it(make_daemon, start):
+    make_daemon(GetPortProps=changes_before_the_answer(2, 3))
+    client = start("watch", "lamp", "--count", "1")
+    assert "port 3 (lamp): active" in client.finish()
+    assert client.status == 0
+
+
 def test_watch_ends_exactly_at_the_count(make_daemon, start):
-    daemon = make_daemon()
-    client = watching(daemon, start, "--count", "3")
-    for _ in range(50):
-        daemon.port_changed(3, True)
-    assert client.finish() == 0
-    assert len(client.rest.splitlines()) == 3
+    make_daemon(GetPortProps=changes_before_the_answer(3, 3, 3, 3, 3))
+    client = start("watch", "--count", "3")
+    assert client.finish().count("\n") == 3
+    assert client.status == 0
 
 
 def test_watch_survives_the_daemon(make_daemon, start):
@@ -509,6 +519,21 @@ def test_watch_of_an_unknown_port_ends(make_daemon, run):
     assert 'there is no port "99"' in failure(run("watch", "99"))
 
 
+def test_watch_outlives_a_daemon_that_is_just_starting(make_mock, make_daemon,
+                                                       start):
+    starting = make_mock(STATE, {})
+    client = start("watch", "lamp")
+    assert client.process.stderr.readline() == STARTING
+    starting.vanish()
+    assert "went away" in client.line()
+    daemon = make_daemon()
+    assert "is there" in client.line()
+    daemon.wait_for_calls("GetPortProps")
+    daemon.port_changed(3, True)
+    assert "port 3 (lamp): active" in client.line()
+    assert client.interrupt() == 0
+
+
 def test_watched_port_may_be_missing_for_a_while(make_daemon, start):
     lists = [[PORTS[2]], [], []]
     daemon = make_daemon(
@@ -531,8 +556,9 @@ def test_watch_ignores_signals_of_another_type(make_daemon, start):
     daemon.emit(STATE_PATH, STATE, "ActionSequenceDone", "(u)", 3)
     daemon.emit(STATE_PATH, STATE, "Unheard", "(u)", 3)
     daemon.port_changed(3, True)
-    assert client.finish() == 0
-    assert "port 3 (lamp): active" in client.rest
+    rest = client.finish()
+    assert client.status == 0
+    assert "port 3 (lamp): active" in rest
     assert client.errors == (
         'orvadctl: ignored PortChanged with arguments of type "(s)"\n'
         'orvadctl: ignored ActionSequenceDone with arguments of type "(u)"\n')
@@ -546,8 +572,9 @@ def test_watch_ignores_signals_of_strangers(make_daemon, make_mock, start):
     # The bus has passed that on once it has answered the stranger.
     stranger.vanish()
     daemon.port_changed(3, True)
-    assert client.finish() == 0
-    assert "port 3 (lamp)" in client.rest
+    rest = client.finish()
+    assert client.status == 0
+    assert "port 3 (lamp)" in rest
 
 
 def test_watch_ends_when_its_reader_is_gone(make_daemon, start):
@@ -555,14 +582,15 @@ def test_watch_ends_when_its_reader_is_gone(make_daemon, start):
     client = watching(daemon, start)
     client.process.stdout.close()
     assert client.process.wait(DEADLINE) == 0
-    assert client.process.stderr.read() == ""
+    assert client.process.stderr.read() == b""
 
 
 def test_bus_that_goes_away_is_told(bus, make_daemon, start):
     daemon = make_daemon()
     client = watching(daemon, start)
     bus.stop()
-    assert client.finish() == 1
+    assert client.finish() == ""
+    assert client.status == 1
     assert client.errors == ("orvadctl: the system bus went away; try again "
                              "once it is back\n")
 
@@ -597,8 +625,9 @@ def test_events_as_json_has_everything(make_events, start):
     events = make_events()
     client = following(events, start, "--json", "--count", "1")
     events.emit(QEL_PATH, PRODUCER, "Event", "(ua{sv})", 1, VALUES)
-    assert client.finish() == 0
-    live, event = map(json.loads, client.rest.splitlines())
+    rest = client.finish()
+    assert client.status == 0
+    live, event = map(json.loads, rest.splitlines())
     assert re.fullmatch(ISO_TIME, live.pop("time"))
     assert re.fullmatch(ISO_TIME, event.pop("time"))
     assert live == {
@@ -668,8 +697,9 @@ def test_events_ignores_what_has_another_type(make_events, start):
     events.emit(QEL_PATH, PRODUCER, "Declared", "(u)", 1)
     events.emit(QEL_PATH, PRODUCER, "Undeclared", "()")
     events.emit(QEL_PATH, PRODUCER, "Event", "(ua{sv})", 1, {})
-    assert client.finish() == 0
-    assert re.fullmatch(TIME + " qel #1 event -\n", client.rest)
+    rest = client.finish()
+    assert client.status == 0
+    assert re.fullmatch(TIME + " qel #1 event -\n", rest)
     assert client.errors == (
         'orvadctl: "type" of an event\'s description is "i"\n'
         'orvadctl: ignored Event with arguments of type "(us)"\n'
@@ -689,8 +719,7 @@ COMMANDS = [["list"], ["get", "2"], ["set", "3", "on"], ["pulse", "3", "10"]]
 
 @pytest.mark.parametrize("words", [*COMMANDS, ["watch"], ["events"]])
 def test_missing_bus_is_told(tmp_path, run, words):
-    message = failure(run(
-        *words, DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={tmp_path}/none"))
+    message = failure(run(*words, address=f"unix:path={tmp_path}/none"))
     assert message.startswith("cannot reach the system bus: ")
 
 
@@ -699,6 +728,13 @@ def test_missing_daemon_is_told(run, words):
     assert failure(run(*words)) == (
         'the port daemon is not running; start it with '
         '"systemctl start orvad"')
+
+
+@pytest.mark.parametrize("words", COMMANDS)
+def test_daemon_that_is_just_starting_is_told(make_mock, run, words):
+    make_mock(STATE, {})
+    assert failure(run(*words)) == (
+        "the port daemon is just starting or ending; try again in a moment")
 
 
 @pytest.mark.parametrize("words", [*COMMANDS, ["watch"]])
@@ -724,7 +760,8 @@ def test_daemon_that_ends_without_an_answer_is_told(make_daemon, start, words):
     client = start(*words)
     daemon.wait_for_calls("GetPortProps")
     daemon.disconnect()
-    assert client.finish() == 1
+    assert client.finish() == ""
+    assert client.status == 1
     assert client.errors == ("orvadctl: the port daemon went away without an "
                              "answer; try again once it is back\n")
 
@@ -751,14 +788,12 @@ def test_answer_of_another_type_is_told(make_daemon, run, method, words):
     assert "(d)" in failure(run(*words))
 
 
-def test_access_denied_by_the_bus_is_told(tmp_path):
+def test_access_denied_by_the_bus_is_told(tmp_path, program):
     bus = PrivateBus(tmp_path, policy=(
         f'<deny send_interface="{STATE}" send_member="GetPortProps"/>'))
     daemon = Mock(bus.address, STATE, {STATE_PATH: (STATE_XML, ANSWERS)})
     try:
-        message = failure(subprocess.run(
-            [PROGRAM, "list"], env=environment(bus.address),
-            capture_output=True, text=True, timeout=DEADLINE, check=False))
+        message = failure(program.run(bus.address, "list"))
         assert message == ("the bus does not let this user do that; run it as "
                            "root")
     finally:
@@ -768,66 +803,57 @@ def test_access_denied_by_the_bus_is_told(tmp_path):
 
 # Output
 
-def test_full_device_is_told(make_daemon, bus):
+def test_full_device_is_told(make_daemon, bus, program):
     make_daemon()
     with open("/dev/full", "w", encoding="utf-8") as full:
-        result = subprocess.run(
-            [PROGRAM, "list"], env=environment(bus.address), stdout=full,
-            stderr=subprocess.PIPE, text=True, timeout=DEADLINE, check=False)
-    assert result.returncode == 1
-    assert result.stderr == "orvadctl: cannot write: No space left on device\n"
+        result = program.run(bus.address, "list", stdout=full)
+    assert (result.returncode, result.stderr) == (
+        1, "orvadctl: cannot write: No space left on device\n")
 
 
-def test_closed_pipe_is_a_quiet_end(make_daemon, bus):
+def test_closed_pipe_is_a_quiet_end(make_daemon, bus, program):
     make_daemon()
     reader, writer = os.pipe()
     os.close(reader)
-    result = subprocess.run(
-        [PROGRAM, "list"], env=environment(bus.address), stdout=writer,
-        stderr=subprocess.PIPE, text=True, timeout=DEADLINE, check=False)
+    result = program.run(bus.address, "list", stdout=writer)
     os.close(writer)
     assert (result.returncode, result.stderr) == (0, "")
 
 
-def on_terminal(bus, *words, **env):
-    """What a terminal would get from a run."""
-    terminal, end = pty.openpty()
-    process = subprocess.Popen([PROGRAM, *words], stdout=end,
-                               env=environment(bus.address, **env))
-    os.close(end)
-    received = b""
-    try:
-        while chunk := os.read(terminal, 4096):
-            received += chunk
-    except OSError:
-        pass  # How a terminal tells that nobody holds its other end.
-    os.close(terminal)
-    assert process.wait(DEADLINE) == 0
-    return received.decode()
+@pytest.fixture(name="on_terminal")
+def fixture_on_terminal(bus, program):
+    """on_terminal(words...): what a terminal gets from a run."""
+    def execute(*words, env=None):
+        terminal, end = pty.openpty()
+        process = program.popen(bus.address, *words, stdout=end, env=env)
+        os.close(end)
+        received = b""
+        try:
+            while chunk := os.read(terminal, 4096):
+                received += chunk
+        except OSError:
+            pass  # How a terminal tells that nobody holds its other end.
+        os.close(terminal)
+        assert process.wait(DEADLINE) == 0
+        return received.decode()
+    return execute
 
 
-def test_terminal_gets_colours(bus, make_daemon):
+def test_terminal_gets_colours(on_terminal, make_daemon):
     make_daemon()
-    text = on_terminal(bus, "list")
+    text = on_terminal("list")
     assert "\x1b[32mactive\x1b[0m" in text
     assert "\x1b[2J" not in text
 
 
-def test_no_color_turns_colours_off(bus, make_daemon):
+def test_no_color_turns_colours_off(on_terminal, make_daemon):
     make_daemon()
-    assert "\x1b" not in on_terminal(bus, "list", NO_COLOR="1")
+    assert "\x1b" not in on_terminal("list", env={"NO_COLOR": "1"})
 
 
-def test_json_on_a_terminal_cannot_steer_it(bus, make_daemon):
+def test_json_on_a_terminal_cannot_steer_it(on_terminal, make_daemon):
     make_daemon(GetPortProps=Answer(1, [
         ("a\x1b[2J\x9b", 1, False, False, False, False, [])]))
-    text = on_terminal(bus, "list", "--json")
+    text = on_terminal("list", "--json")
     assert "\x1b" not in text and "\x9b" not in text
     assert json.loads(text)["ports"][0]["name"] == "a\x1b[2J\x9b"
-
-
-def test_decimal_comma_locale_changes_nothing(make_daemon, run):
-    make_daemon()
-    usual = output(run("list", "--json", "--timeout", "1.5"))
-    assert output(run("list", "--json", "--timeout", "1.5",
-                      LC_ALL="de_DE.UTF-8")) == usual

@@ -1,29 +1,18 @@
-"""A private bus with a mock of the port daemon on it, for the client's tests."""
+"""A private bus, and services on it that answer what a test wants."""
 
 import contextlib
-import os
 import pathlib
-import signal
 import subprocess
-import sys
 import threading
 
-import gi
+from gi.repository import Gio, GLib
 
-gi.require_version("Gio", "2.0")
-# pylint: disable=wrong-import-position
-from gi.repository import Gio, GLib  # noqa: E402
+from bus_client import STATE, STATE_PATH
+from waiting import DEADLINE, wait_until
 
-_ROOT = pathlib.Path(__file__).resolve().parents[3]
-sys.path.insert(0, str(_ROOT / "tests" / "sandbox"))
-from waiting import DEADLINE, wait_until  # noqa: E402
-
-STATE = "com.vexa.IOControl.State"
-STATE_PATH = "/com/vexa/IOControl/State"
+_ROOT = pathlib.Path(__file__).resolve().parents[2]
 STATE_XML = (_ROOT / "src/dbus/com.vexa.IOControl.State.xml").read_text()
-EVENTS = "org.orvad.Events1"
 EVENTS_PATH = "/org/orvad/Events1"
-PRODUCER = "org.orvad.Events1.Producer"
 PRODUCER_XML = """<node><interface name="org.orvad.Events1.Producer">
   <method name="ListDeclarations">
     <arg name="declarations" type="a(ua{sv})" direction="out"/>
@@ -182,38 +171,3 @@ class Mock:
         self._thread.join()
         with contextlib.suppress(GLib.Error):
             self.disconnect()
-
-
-class Client:
-    """A run of orvadctl that goes on; lines() as they come."""
-
-    def __init__(self, program, words, env, stdout=subprocess.PIPE):
-        self.process = subprocess.Popen(
-            [program, *words], env=env, stdin=subprocess.DEVNULL,
-            stdout=stdout, stderr=subprocess.PIPE, text=True)
-
-    def line(self):
-        """The next line of output."""
-        return self.process.stdout.readline().rstrip("\n")
-
-    def interrupt(self, number=signal.SIGINT):
-        self.process.send_signal(number)
-        return self.finish()
-
-    def finish(self):
-        """Waits for the end; the exit status."""
-        self.rest, self.errors = self.process.communicate(timeout=DEADLINE)
-        return self.process.returncode
-
-    def destroy(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.communicate()
-
-
-def environment(address, **more):
-    """A client's environment."""
-    kept = {key: value for key, value in os.environ.items()
-            if key.startswith(("ASAN_", "LSAN_", "UBSAN_", "PATH"))}
-    return {**kept, "LC_ALL": "C.UTF-8", "TZ": "UTC",
-            "DBUS_SYSTEM_BUS_ADDRESS": address, **more}

@@ -1,0 +1,237 @@
+"""A system bus that is not there, that goes away, that never answers."""
+
+import contextlib
+import select
+import signal
+import socket
+
+import pytest
+
+from bus_client import STATE
+from lifecycle_support import (
+    HardwareId, Host, answer_with, complaints, config, get_usage,
+    listed_names, log_lines, output_group, parameters, port, post_usage,
+    set_usage, settle, sysfs_port)
+from waiting import wait_until
+
+LAMP = config(port("lamp", 0))
+FOR_A_BOARD = LAMP.replace("<port ", '<port hwid="A" ')
+WENT_AWAY = ["WARNING The system bus went away"]
+PATIENCE = 5.0
+"""Seconds in which a daemon that was told to end has to end."""
+
+
+def no_bus(line):
+    return line.startswith("WARNING Cannot reach the system bus: ")
+
+
+# ---- no bus ----
+
+def test_daemon_lives_without_a_bus(make_sandbox):
+    box = make_sandbox(config=LAMP, with_bus=False)
+    daemon = box.start()
+    daemon.wait_for_output("Cannot reach the system bus: ")
+    assert parameters(box)["lamp"]["output_name"] == "Output 1"
+    assert daemon.stop(timeout=PATIENCE) == 0
+    (line,) = complaints(daemon)
+    assert no_bus(line)
+
+
+def test_ports_are_polled_without_a_bus(make_sandbox):
+    box = make_sandbox(with_bus=False, config=config(
+        sysfs_port("latch", 0, "/run/latch", flags='clear_flag="true"')))
+    latch = box.run / "latch"
+    latch.write_text("0")
+    daemon = box.start()
+    daemon.wait_for_output("Cannot reach the system bus: ")
+    with open(latch, "r+b", buffering=0) as file:
+        file.write(b"1")
+    wait_until(lambda: latch.read_text() == "0", "the latch to be cleared")
+    assert daemon.stop() == 0
+
+
+def test_bus_that_comes_later_serves_the_next_start(make_sandbox, connect):
+    box = make_sandbox(config=LAMP)
+    daemon = box.start_daemon()
+    daemon.wait_for_output("Cannot reach the system bus: ")
+    daemon.stop()
+    box.start()
+    set_usage(connect(box), 0, "porch")
+
+
+# ---- a bus that goes away ----
+
+def lose_bus(box):
+    """Takes the bus away and waits for the daemon's end."""
+    box.stop_bus()
+    box.daemon.wait()
+
+
+def test_bus_that_goes_away_ends_the_daemon_in_order(make_sandbox):
+    box = make_sandbox(config=LAMP)
+    daemon = box.start()
+    lose_bus(box)
+    assert complaints(daemon) == WENT_AWAY
+
+
+def test_daemon_serves_again_after_a_lost_bus(make_sandbox, connect):
+    box = make_sandbox(config=LAMP)
+    box.start()
+    client = connect(box)
+    set_usage(client, 0, "porch")
+    settle(client)
+    lose_bus(box)
+    box.start()
+    assert get_usage(connect(box), 0) == "porch"
+
+
+def test_bus_that_goes_away_ends_running_sequences(make_sandbox, connect):
+    count = 20
+    box = make_sandbox(config=config(
+        *(port(f"lamp{n}", n) for n in range(count))))
+    daemon = box.start()
+    client = connect(box)
+    for number in range(count):
+        client.call("StartActionSequence", "(uba(bi))", (
+            number, number % 2 == 1, [(True, 1_000_000), (False, 0)]))
+    lose_bus(box)
+    assert complaints(daemon) == WENT_AWAY
+
+
+def test_bus_that_goes_away_during_fast_sequences(make_sandbox, connect):
+    """The sequences announce changes while there is no bus to do it on."""
+    count = 4
+    box = make_sandbox(config=config(
+        *(port(f"lamp{n}", n, backend="check") for n in range(count))))
+    daemon = box.start()
+    client = connect(box)
+    changes = client.record("PortChanged")
+    steps = [(True, 1), (False, 1)] * 1000
+    for number in range(count):
+        client.call("StartActionSequence", "(uba(bi))", (number, False, steps))
+    changes.wait_for(lambda signal: signal.args[0] == count - 1)
+    lose_bus(box)
+    assert complaints(daemon) == WENT_AWAY
+
+
+def test_bus_that_goes_away_during_calls_leaves_the_settings_whole(
+        make_sandbox, connect):
+    box = make_sandbox(config=LAMP)
+    daemon = box.start()
+    client = connect(box)
+    wanted = [str(n) for n in range(50)]
+    for text in wanted:
+        post_usage(client, 0, text)
+    wait_until(lambda: parameters(box)["lamp"]["usage"] in wanted,
+               "a change to be saved")
+    lose_bus(box)
+    assert complaints(daemon) == WENT_AWAY
+    assert parameters(box)["lamp"]["usage"] in wanted
+
+
+def test_bus_that_goes_away_and_a_termination_at_once(make_sandbox):
+    box = make_sandbox(config=LAMP)
+    daemon = box.start()
+    daemon.send(signal.SIGSTOP)
+    box.stop_bus()
+    daemon.send(signal.SIGTERM)
+    daemon.send(signal.SIGCONT)
+    assert daemon.wait() == 0
+
+
+def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox):
+    box = make_sandbox(config=FOR_A_BOARD)
+    box.start_bus()
+    with contextlib.closing(Host(box.bus_address)) as host:
+        service = HardwareId(host, lambda invocation: None)
+        daemon = box.start_daemon()
+        host.wait_for(lambda: service.asked, "the daemon to ask")
+        box.stop_bus()
+    daemon.wait_for_output("Cannot reach the system bus: ")
+    assert daemon.stop(timeout=PATIENCE) == 0
+    warning, line = complaints(daemon)
+    assert warning == "WARNING Could not get the hardware id"
+    assert no_bus(line)
+
+
+def test_service_that_vanishes_while_it_is_asked_ends_the_wait(make_sandbox):
+    box = make_sandbox(config=FOR_A_BOARD)
+    box.start_bus()
+    with contextlib.closing(Host(box.bus_address)) as host:
+        service = HardwareId(host, lambda invocation: None)
+        box.start_daemon()
+        host.wait_for(lambda: service.asked, "the daemon to ask")
+    box.wait_for_name(STATE)
+    assert complaints(box.daemon) == [
+        "WARNING Could not get the hardware id"]
+
+
+def test_service_that_answers_late_is_waited_for(make_sandbox):
+    box = make_sandbox(config=FOR_A_BOARD)
+    box.start_bus()
+    with contextlib.closing(Host(box.bus_address)) as host:
+        kept = []
+        HardwareId(host, kept.append)
+        daemon = box.start_daemon()
+        host.wait_for(lambda: kept, "the daemon to ask")
+        assert not host.has_owner(STATE)
+        answer_with("(s)", "A7")(kept.pop())
+        box.wait_for_name(STATE)
+        assert listed_names(host) == ["lamp"]
+    assert complaints(daemon) == []
+
+
+# ---- a bus that does not answer ----
+
+@contextlib.contextmanager
+def mute_bus(box):
+    """Where the bus should be, a socket that takes connections and never
+    answers."""
+    path = box.run / "dbus/system_bus_socket"
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(str(path))
+        path.chmod(0o666)
+        listener.listen()
+        yield listener
+
+
+def asked(listener):
+    """Whether somebody waits to be let in."""
+    return select.select([listener], [], [], 0)[0]
+
+
+@pytest.mark.parametrize("ports", [LAMP, FOR_A_BOARD],
+                         ids=["plain", "hardware id"])
+def test_bus_that_never_answers_does_not_keep_the_daemon_from_ending(
+        make_sandbox, ports):
+    box = make_sandbox(config=ports)
+    with mute_bus(box) as listener:
+        daemon = box.start_daemon()
+        wait_until(lambda: asked(listener), "the daemon to connect")
+        assert daemon.stop(timeout=PATIENCE) == 0
+
+
+def test_bus_that_hangs_up_on_everybody_is_no_bus(make_sandbox):
+    box = make_sandbox(config=LAMP)
+    with mute_bus(box) as listener:
+        daemon = box.start_daemon()
+
+        def refused():
+            if asked(listener):
+                listener.accept()[0].close()
+            return any(map(no_bus, complaints(daemon)))
+        wait_until(refused, "the daemon to give up")
+    assert daemon.stop(timeout=PATIENCE) == 0
+
+
+def test_bus_that_stops_answering_does_not_keep_the_daemon_from_ending(
+        make_sandbox):
+    box = make_sandbox(config=LAMP, orvad_conf=output_group("lamp"))
+    daemon = box.start()
+    bus = box._bus  # pylint: disable=protected-access
+    bus.send(signal.SIGSTOP)
+    try:
+        assert daemon.stop(timeout=PATIENCE) == 0
+    finally:
+        bus.send(signal.SIGCONT)
+    assert log_lines(daemon, "INFO")[-1] == "Got SIGTERM"
