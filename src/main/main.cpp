@@ -47,8 +47,17 @@ gboolean on_signal(gpointer user_data)
 	return G_SOURCE_CONTINUE;
 }
 
+/// GLib gives a signal its deadly default action back with the last source for
+/// it. This one is left for GLib to keep, so that a daemon that is told to end
+/// twice still ends in order.
+void keep_from_killing(int number)
+{
+	static_cast<void>(g_unix_signal_source_new(number));
+}
+
 guint watch_signal(int number)
 {
+	keep_from_killing(number);
 	return g_unix_signal_add(number, on_signal, GINT_TO_POINTER(number));
 }
 

@@ -3,12 +3,61 @@
 #include "util/glib-ptr.h"
 #include "util/log.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 namespace
 {
 
 constexpr const char *kName = "com.vexa.PolicyKitSystem";
 constexpr const char *kPath = "/com/vexa/PolicyKitSystem";
 constexpr int kDefaultTimeout = -1;
+/// The bus is local: it answers within milliseconds or not at all.
+constexpr std::chrono::seconds kConnectTimeout(5);
+
+/// Cancels what takes longer than it should. A bus that takes connections but
+/// does not answer would otherwise be waited for without end.
+class Deadline
+{
+public:
+	Deadline()
+		: cancellable_(g_cancellable_new()), timer_([this] { run(); })
+	{
+	}
+	~Deadline()
+	{
+		{
+			const std::lock_guard guard(mutex_);
+			over_ = true;
+		}
+		changed_.notify_all();
+		timer_.join();
+	}
+	Deadline(const Deadline &) = delete;
+	Deadline &operator=(const Deadline &) = delete;
+
+	GCancellable *cancellable() const
+	{
+		return cancellable_.get();
+	}
+
+private:
+	void run()
+	{
+		std::unique_lock guard(mutex_);
+		if (!changed_.wait_for(guard, kConnectTimeout,
+				       [this] { return over_; }))
+			g_cancellable_cancel(cancellable_.get());
+	}
+
+	util::ObjectPtr<GCancellable> cancellable_;
+	std::mutex mutex_;
+	std::condition_variable changed_;
+	bool over_ = false;
+	std::thread timer_;
+};
 
 /// Closed for good when it goes out of scope, not when the last message on its
 /// way has let go of it.
@@ -21,8 +70,10 @@ public:
 			G_BUS_TYPE_SYSTEM, nullptr, error));
 		if (!address)
 			return;
+		const Deadline deadline;
 		connection_.reset(g_dbus_connection_new_for_address_sync(
-			address.get(), kFlags, nullptr, nullptr, error));
+			address.get(), kFlags, nullptr, deadline.cancellable(),
+			error));
 	}
 	~PrivateConnection()
 	{

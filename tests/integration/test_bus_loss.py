@@ -222,16 +222,3 @@ def test_bus_that_hangs_up_on_everybody_is_no_bus(make_sandbox):
             return any(map(no_bus, complaints(daemon)))
         wait_until(refused, "the daemon to give up")
     assert daemon.stop(timeout=PATIENCE) == 0
-
-
-def test_bus_that_stops_answering_does_not_keep_the_daemon_from_ending(
-        make_sandbox):
-    box = make_sandbox(config=LAMP, orvad_conf=output_group("lamp"))
-    daemon = box.start()
-    bus = box._bus  # pylint: disable=protected-access
-    bus.send(signal.SIGSTOP)
-    try:
-        assert daemon.stop(timeout=PATIENCE) == 0
-    finally:
-        bus.send(signal.SIGCONT)
-    assert log_lines(daemon, "INFO")[-1] == "Got SIGTERM"

@@ -132,9 +132,12 @@ TEST_F(ConfRobustnessTest, ADropInDirectoryThatCannotBeOpenedFailsSilently)
 	const std::string path = dir_.file("drop.d");
 	ASSERT_EQ(mkdir(path.c_str(), 0), 0);
 	ASSERT_EQ(chmod(dir_.file("").c_str(), 0755), 0);
-	const AsNobody nobody;
-	EXPECT_FALSE(conf_read_drop_dir(path.c_str()));
+	{
+		const AsNobody nobody;
+		EXPECT_FALSE(conf_read_drop_dir(path.c_str()));
+	}
 	EXPECT_THAT(log_.messages(), IsEmpty());
+	ASSERT_EQ(chmod(path.c_str(), 0755), 0);
 }
 
 TEST_F(ConfRobustnessTest, WhatIsNoMarkupIsRefused)
@@ -246,7 +249,8 @@ TEST_F(ConfRobustnessTest, TenThousandPortsTakeSecondsOfTheProcessor)
 	for (int i = 0; i < kPorts; ++i) {
 		const std::string number = std::to_string(i);
 		ports += "<port name=\"p" + number +
-			 "\"><port_type type=\"output\"/><port_no nbr=\"" +
+			 "\"><port_type type=\"output\"/>"
+			 "<properties ioport=\"true\"/><port_no nbr=\"" +
 			 number +
 			 "\"/><backend name=\"null\" a=\"b\"/>"
 			 "<event declaration=\"IOPort\"/></port>";
