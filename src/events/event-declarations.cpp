@@ -33,6 +33,9 @@ public:
 	{
 		nice_names("topic1", nullptr, "Input ports");
 		nice_names("topic2", nullptr, last);
+	}
+	void name_spaces()
+	{
 		name_space("topic0", "tns1");
 		name_space("topic1", "tnsvexa");
 		name_space("topic2", "tnsvexa");
@@ -116,6 +119,7 @@ EventDeclarationPtr digital_port_declaration(int number, const char *name,
 	builder.topic_names("Digital input port");
 	builder.nice_names("port", "Port", name);
 	builder.nice_names("state", "Active", nullptr);
+	builder.name_spaces();
 	builder.tag("port", "onvif-source");
 	builder.tag("state", "onvif-data");
 	builder.property("state", getter, number);
@@ -164,6 +168,7 @@ EventDeclarationPtr supervised_port_event_declaration(const IOPort *port)
 	builder.nice_names("port", "Port", c_str(name));
 	builder.nice_names("state", "State", nullptr);
 	builder.nice_names("tampered", "Tampered", nullptr);
+	builder.name_spaces();
 	builder.tag("port", "onvif-source");
 	builder.tag("state", "onvif-data");
 	builder.tag("tampered", "onvif-data");

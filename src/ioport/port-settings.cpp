@@ -152,8 +152,16 @@ std::optional<std::string> io_port_get_name(const IOPort *ioport)
 		WARN_FAILED_PRECONDITION("ioport != NULL");
 		return std::nullopt;
 	}
-	return io_port_direction_input(ioport) ? ioport->input_name
-					       : ioport->output_name;
+	switch (ioport->type) {
+	case PORT_INPUT:
+		return ioport->input_name;
+	case PORT_OUTPUT:
+		return ioport->output_name;
+	case PORT_IO_CTRL:
+		return ioport->direction ? ioport->input_name
+					 : ioport->output_name;
+	}
+	return std::nullopt;
 }
 
 bool io_port_set_input_name(IOPort *port, const char *name)
