@@ -17,24 +17,10 @@ constexpr const char *kName = "com.vexa.IOControl.State";
 constexpr const char *kPath = "/com/vexa/IOControl/State";
 
 guint io_control_owner_id = 0;
-/// Guards state_interface: action threads emit signals.
+/// Guards state_interface, and is held over each signal, which action threads
+/// emit, too: the interface must not be taken off the bus meanwhile.
 std::mutex state_mutex;
 StatePtr state_interface;
-
-/// The interface with a reference of the caller's own, if it exists.
-StatePtr current_interface()
-{
-	const std::lock_guard guard(state_mutex);
-	return StatePtr(state_interface ? IOCONTROL_STATE(g_object_ref(
-						  state_interface.get()))
-					: nullptr);
-}
-
-StatePtr exchange_interface(StatePtr next)
-{
-	const std::lock_guard guard(state_mutex);
-	return std::exchange(state_interface, std::move(next));
-}
 
 void on_bus_acquired(GDBusConnection *connection, const char *, gpointer)
 {
@@ -42,9 +28,12 @@ void on_bus_acquired(GDBusConnection *connection, const char *, gpointer)
 	iocontrol_connect_handlers(skeleton.get());
 	if (!g_dbus_interface_skeleton_export(
 		    G_DBUS_INTERFACE_SKELETON(skeleton.get()), connection,
-		    kPath, nullptr))
+		    kPath, nullptr)) {
 		g_warning("Failed to register IOControl state dbus interface");
-	exchange_interface(std::move(skeleton));
+		return;
+	}
+	const std::lock_guard guard(state_mutex);
+	state_interface = std::move(skeleton);
 }
 
 } // namespace
@@ -59,10 +48,14 @@ bool iocontrol_init_dbus()
 
 bool iocontrol_unreg_dbus()
 {
-	const StatePtr skeleton = exchange_interface(nullptr);
-	if (skeleton)
-		g_dbus_interface_skeleton_unexport(
-			G_DBUS_INTERFACE_SKELETON(skeleton.get()));
+	{
+		const std::lock_guard guard(state_mutex);
+		if (state_interface)
+			g_dbus_interface_skeleton_unexport(
+				G_DBUS_INTERFACE_SKELETON(
+					state_interface.get()));
+		state_interface.reset();
+	}
 	if (io_control_owner_id != 0)
 		g_bus_unown_name(std::exchange(io_control_owner_id, 0));
 	return true;
@@ -72,17 +65,17 @@ void iocontrol_emit_port_changed(int number, bool virtual_port, bool hidden,
 				 bool input, bool virtual_trig, bool state,
 				 bool activelow)
 {
-	const StatePtr skeleton = current_interface();
-	if (skeleton)
+	const std::lock_guard guard(state_mutex);
+	if (state_interface)
 		iocontrol_state_emit_port_changed(
-			skeleton.get(), number, virtual_port, hidden, input,
-			virtual_trig, state, activelow);
+			state_interface.get(), number, virtual_port, hidden,
+			input, virtual_trig, state, activelow);
 }
 
 void iocontrol_emit_action_sequence_done(int number)
 {
-	const StatePtr skeleton = current_interface();
-	if (skeleton)
-		iocontrol_state_emit_action_sequence_done(skeleton.get(),
+	const std::lock_guard guard(state_mutex);
+	if (state_interface)
+		iocontrol_state_emit_action_sequence_done(state_interface.get(),
 							  number);
 }

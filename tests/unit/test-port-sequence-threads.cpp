@@ -333,16 +333,18 @@ TEST_F(PortSequenceThreadsTest, FreeingAPortWhoseThreadHasNotBegun)
 	EXPECT_EQ(recorder::calls().back(), "full.free(#1)");
 }
 
-TEST_F(PortSequenceThreadsTest, ASequenceKeepsItsPortAlive)
+TEST_F(PortSequenceThreadsTest, ASequenceKeepsItsPortAliveToItsEnd)
 {
 	PortRef port = make_set_up_port(PORT_OUTPUT);
-	PortRef passed = port;
-	const ActionStep step = {port.get(), false, true, 20};
-	ASSERT_TRUE(io_port_run_action_sequence(passed, {step}));
-	port = PortRef();
+	port->enabled = false;
+	IOPort *raw = port.get();
+	ASSERT_TRUE(io_port_run_action_sequence(
+		port, {{raw, false, true, 20}, {raw, false, false, 0}}));
 	io_port_join_sequences();
-	EXPECT_EQ(recorder::calls().back(), "full.free(#1)");
-	EXPECT_EQ(done_count(), 1U);
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("full.set_state(p, 1)", "full.set_state(p, 0)",
+				"iocontrol_emit_action_sequence_done(1)",
+				"full.free(#1)"));
 }
 
 TEST_F(PortSequenceThreadsTest, TheListIsFreedWhileItsPortsPlay)
