@@ -359,7 +359,7 @@ def test_termination_ends_every_sequence(service, signals):
 def test_termination_ends_sequences_that_never_wait(service):
     calls = [long_sequence(number, [i % 2 == 0 for i in range(50_000)], -1)
              for number in (OUTPUT, OTHER)]
-    for _ in range(10):
+    for _ in range(5):
         assert pipeline(service.client, calls) == [None, None]
         service.restart()
 

@@ -8,7 +8,7 @@ import pytest
 from gi.repository import Gio
 
 from bus_client import STATE, STATE_PATH
-from ports_support import (BUSY, GENERIC, HOUR, IOPORT, NO_PORT,
+from ports_support import (BUSY, GENERIC, HOUR, NO_PORT,
                            NOT_CONFIGURABLE, NOT_OUTPUT, PortProps,
                            expect_error, fixture_serve, port, sysfs_port)
 from sandbox import SandboxError
