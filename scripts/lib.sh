@@ -11,7 +11,7 @@ BUILD_PACKAGES=(
 	dbus-daemon libglib2.0-bin bubblewrap
 )
 TEST_PACKAGES=(
-	python3-gi gir1.2-glib-2.0 python3-pytest python3-pytest-xdist
+	python3-gi gir1.2-glib-2.0 python3-pytest python3-pytest-xdist locales
 )
 
 # What happens now, for the person who is watching.
