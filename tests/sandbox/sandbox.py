@@ -31,7 +31,7 @@ STATE_NAME = "com.vexa.IOControl.State"
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 _BUS_SOCKET = "run/dbus/system_bus_socket"
-_BUILD = "/opt/orvad"
+BUILD = "/opt/orvad"  # where the build folder is seen inside
 _SYSTEM = ("lib", "lib64", "bin", "sbin", "libexec")
 _SYSTEM_DATA = ("locale", "zoneinfo", "glib-2.0")
 _PRIVATE = {"etc": "/etc", "run": "/run", "tmp": "/tmp", "sys": "/sys",
@@ -231,7 +231,7 @@ class Sandbox:
         args += ["--proc", "/proc", "--dev", "/dev"]
         for name, target in _PRIVATE.items():
             args += ["--dir", target, "--bind", str(self.root / name), target]
-        args += ["--ro-bind", str(self.build), _BUILD]
+        args += ["--ro-bind", str(self.build), BUILD]
         for source, target in self._binds:
             args += self._bind(pathlib.Path(source), target)
         env = {"PATH": "/usr/sbin:/usr/bin", "LANG": "C.UTF-8", "HOME": "/",
@@ -282,15 +282,24 @@ class Sandbox:
             raise SandboxError("the daemon runs already")
         stem = self.log / f"{len(self._runs) + 1}"
         env = {**sanitizers.environment(
-            self._sanitizers, f"{_BUILD}/tests/sandbox/dumpable.so"),
+            self._sanitizers, f"{BUILD}/tests/sandbox/dumpable.so"),
             **self.env}
         self.daemon = Daemon(
-            self._bubblewrap(env), [f"{_BUILD}/{self.program}", *argv],
+            self._bubblewrap(env), [f"{BUILD}/{self.program}", *argv],
             f"{stem}.stdout", f"{stem}.{'stdout' if combined else 'stderr'}",
             sanitizers.launcher(self._sanitizers))
         self.daemon.check = self._check
         self._runs.append(self.daemon)
         return self.daemon
+
+    def start_program(self, argv):
+        """Starts another program beside the daemon, such as one of its peers;
+        it ends with the sandbox."""
+        stem = self.log / f"{len(self._runs) + 1}"
+        program = Confined(self._bubblewrap({}), argv, f"{stem}.stdout",
+                           f"{stem}.stderr")
+        self._runs.append(program)
+        return program
 
     def start(self, argv=(), combined=False):
         """Starts the bus unless it runs or is not wanted, then the daemon; on
