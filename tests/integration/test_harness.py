@@ -120,9 +120,10 @@ def test_address_sanitizer_s_reports_fail(box, before, fault, report):
 @pytest.mark.build("thread")
 @pytest.mark.threaded
 @pytest.mark.parametrize("before", [(), ("drop",)], ids=["root", "qel"])
-def test_thread_sanitizer_s_reports_fail(box, before):
+@pytest.mark.parametrize("race", ["race", "glib-race"])
+def test_thread_sanitizer_s_reports_fail(box, before, race):
     with pytest.raises(SandboxError, match="data race"):
-        run(box, *before, "race").stop()
+        run(box, *before, race).stop()
 
 
 def test_clients_outside_reach_the_private_bus(box, connect):

@@ -4,6 +4,7 @@
  * that the harness notices a fault.
  */
 #define _GNU_SOURCE
+#include <glib.h>
 #include <grp.h>
 #include <limits.h>
 #include <pthread.h>
@@ -70,6 +71,34 @@ static void race(void)
 	pthread_join(thread, NULL);
 }
 
+static gpointer add_repeatedly(gpointer unused)
+{
+	for (int i = 0; i < 1000; i++) {
+		shared++;
+		g_thread_yield();
+	}
+	return unused;
+}
+
+static gboolean add_in_main_loop(gpointer remaining)
+{
+	shared++;
+	return --*(int *)remaining > 0;
+}
+
+/* As the daemon's own threads would: one that GLib starts, and a source that
+ * the main loop dispatches. */
+static void glib_race(void)
+{
+	int remaining = 1000;
+	GThread *thread = g_thread_new("race", add_repeatedly, NULL);
+
+	g_idle_add(add_in_main_loop, &remaining);
+	while (remaining > 0)
+		g_main_context_iteration(NULL, TRUE);
+	g_thread_join(thread);
+}
+
 static void assertion(void)
 {
 	puts("CRITICAL g_object_unref: assertion 'object != NULL' failed");
@@ -104,6 +133,7 @@ static const struct {
 	{"use-after-free", use_after_free},
 	{"undefined", undefined},
 	{"race", race},
+	{"glib-race", glib_race},
 	{"assertion", assertion},
 	{"fail", fail},
 	{"crash", crash},
