@@ -26,10 +26,12 @@ int parse_value(SysfsPortData *data, const char *text)
 	errno = 0;
 	const gint64 value = g_ascii_strtoll(text, nullptr, 10);
 	if (const int saved_errno = errno)
-		util::warn_limited(data->limits.bad_format,
-				   "Unexpected format when parsing input when "
-				   "reading: %s! : %s",
-				   data->path.c_str(), g_strerror(saved_errno));
+		data->limits.bad_format.warn(
+			"Unexpected format when parsing input when reading: "
+			"%s! : %s",
+			data->path.c_str(), g_strerror(saved_errno));
+	else
+		data->limits.bad_format.settle();
 	return static_cast<int>(
 		std::clamp<gint64>(value, std::numeric_limits<int>::min(),
 				   std::numeric_limits<int>::max()));
@@ -38,8 +40,10 @@ int parse_value(SysfsPortData *data, const char *text)
 void clear_latch(SysfsPortData *data)
 {
 	if (write(data->fd.get(), "0", 1) < 0)
-		util::warn_limited(data->limits.write_error,
-				   "Sysfs write failed: %s", g_strerror(errno));
+		data->limits.write_error.warn("Sysfs write failed: %s",
+					      g_strerror(errno));
+	else
+		data->limits.write_error.settle();
 	lseek(data->fd.get(), 0, SEEK_SET);
 }
 
@@ -49,9 +53,11 @@ guint32 value_to_level(SysfsPortData *data, int value)
 	if (value == 1 && data->clear_flag)
 		clear_latch(data);
 	if (value != 0 && value != 1)
-		util::warn_limited(data->limits.bad_value,
-				   "Unexpected value: %d when reading: %s",
-				   value, data->path.c_str());
+		data->limits.bad_value.warn(
+			"Unexpected value: %d when reading: %s", value,
+			data->path.c_str());
+	else
+		data->limits.bad_value.settle();
 	return value == 1 ? 1 : 0;
 }
 
@@ -64,11 +70,12 @@ guint32 read_level(SysfsPortData *data)
 
 	char text[kMaxText + 1] = {};
 	if (read(data->fd.get(), text, kMaxText) < 0) {
-		util::warn_limited(data->limits.read_error,
-				   "Error failed to read %s! : %s",
-				   data->path.c_str(), g_strerror(errno));
+		data->limits.read_error.warn("Error failed to read %s! : %s",
+					     data->path.c_str(),
+					     g_strerror(errno));
 		return 0;
 	}
+	data->limits.read_error.settle();
 	lseek(data->fd.get(), 0, SEEK_SET);
 	const guint32 level = value_to_level(data, parse_value(data, text));
 	return data->inverted ? 1 - level : level;
@@ -132,14 +139,13 @@ bool sysfs_port_set_direction(IOPort *, bool)
 /// A text that is no number stands for 0, as a missing one does.
 gint32 parse_timeout(const IOPort *port, const char *text)
 {
-	constexpr gint64 kLongest = std::numeric_limits<gint32>::max();
+	using Limits = std::numeric_limits<gint32>;
 	const gint64 value = g_ascii_strtoll(text, nullptr, 0);
-	const gint64 timeout = std::clamp<gint64>(value, 0, kLongest);
-	if (timeout != value)
-		g_warning("Poll interval %s of port %s is out of range, "
-			  "using %" G_GINT64_FORMAT,
-			  text, port->name.value_or("").c_str(), timeout);
-	return static_cast<gint32>(timeout);
+	if (value < 0 || value > Limits::max())
+		g_warning("Poll interval %s of port %s is out of range", text,
+			  port->name.value_or("").c_str());
+	return static_cast<gint32>(
+		std::clamp<gint64>(value, Limits::min(), Limits::max()));
 }
 
 bool sysfs_port_parse_data(IOPort *port, const char *group, const char *key,

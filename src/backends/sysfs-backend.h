@@ -20,9 +20,10 @@ struct SysfsPortData {
 	std::string path;
 	/// Open while the port is set up; none when the open failed.
 	util::UniqueFd fd;
-	/// Milliseconds between two polls, never negative; 0 polls on every
-	/// round of the main loop. A configured number outside of 0 to
-	/// 2147483647 is taken as the nearest of the two, with a warning.
+	/// Milliseconds between two polls; 0 polls on every round of the main
+	/// loop. A negative number counts as unsigned, which is weeks: such
+	/// a port is not polled. A number that does not fit is taken as the
+	/// nearest that does; either is warned of.
 	gint32 timeout = 0;
 	/// The last level, 0 or 1, inversion applied.
 	std::atomic<guint32> state = 0;

@@ -1,35 +1,46 @@
 #include "util/rate-limit.h"
 
+#include "util/glib-ptr.h"
+
 #include <cstdarg>
-#include <utility>
 
 namespace util
 {
 
-bool RateLimit::admit(unsigned *left_out)
+bool RateLimit::in_first_second() const
 {
-	const gint64 now = clock_();
-	if (started_ && now - last_ < G_USEC_PER_SEC) {
-		++left_out_;
-		return false;
-	}
-	started_ = true;
-	last_ = now;
-	*left_out = std::exchange(left_out_, 0);
-	return true;
+	return clock_() - last_time_ < G_USEC_PER_SEC;
 }
 
-void warn_limited(RateLimit &limit, const char *format, ...)
+void RateLimit::tell_left_out()
 {
-	unsigned left_out = 0;
-	if (!limit.admit(&left_out))
-		return;
+	if (left_out_ > 0)
+		g_warning("%s (repeated %u times)", last_text_.c_str(),
+			  left_out_);
+	left_out_ = 0;
+}
+
+void RateLimit::warn(const char *format, ...)
+{
 	va_list args;
 	va_start(args, format);
-	g_logv(nullptr, G_LOG_LEVEL_WARNING, format, args);
+	const CharPtr text(g_strdup_vprintf(format, args));
 	va_end(args);
-	if (left_out > 0)
-		g_warning("... (repeated %u times)", left_out);
+
+	if (last_text_ == text.get() && in_first_second()) {
+		++left_out_;
+		return;
+	}
+	tell_left_out();
+	g_warning("%s", text.get());
+	last_text_ = text.get();
+	last_time_ = clock_();
+}
+
+void RateLimit::settle()
+{
+	if (left_out_ > 0 && !in_first_second())
+		tell_left_out();
 }
 
 } // namespace util

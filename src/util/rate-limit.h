@@ -1,15 +1,16 @@
 #pragma once
 
 /// Keeps a fault that lasts from flooding the log: the same message is written
-/// at most once a second, followed by a count of those left out before it.
+/// at most once a second, with a count of those that were left out.
 
 #include <glib.h>
+
+#include <string>
 
 namespace util
 {
 
-/// Lets one occurrence through per second and counts the others. Belongs to
-/// one thread at a time.
+/// One place that complains. Belongs to one thread at a time.
 class RateLimit
 {
 public:
@@ -20,20 +21,23 @@ public:
 	{
 	}
 
-	/// Whether this occurrence may be reported. When it may, @p left_out
-	/// is the number of occurrences since the last one that could not.
-	bool admit(unsigned *left_out);
+	/// Logs a warning, unless it is the last one again within a second of
+	/// it. "<message> (repeated N times)" tells first how often the last
+	/// one was left out.
+	void warn(const char *format, ...) G_GNUC_PRINTF(2, 3);
+
+	/// There is nothing to complain about now: tells how often the last
+	/// warning was left out, once its second is over.
+	void settle();
 
 private:
+	bool in_first_second() const;
+	void tell_left_out();
+
 	Clock clock_;
-	bool started_ = false;
-	gint64 last_ = 0;
+	std::string last_text_;
+	gint64 last_time_ = 0;
 	unsigned left_out_ = 0;
 };
-
-/// Logs a warning when @p limit lets it through; a second one, "... (repeated
-/// N times)", says how often it was left out before.
-void warn_limited(RateLimit &limit, const char *format, ...)
-	G_GNUC_PRINTF(2, 3);
 
 } // namespace util

@@ -41,10 +41,11 @@ class Board:
     happen to that one, "bell" (1)."""
 
     def __init__(self, box, connect, *, text="0\n", timeout=5, flags="",
-                 optional=False, more=()):
+                 optional=False, more=(), others=None):
         self.box = box
         self.files = Files(box)
-        for name, contents in (("door", text), ("bell", "0\n")):
+        for name, contents in {"door": text, "bell": "0\n",
+                               **(others or {})}.items():
             if contents is not None:
                 self.files.path(name).write_text(contents)
         (box.share / "conf.xml").write_text(config(
@@ -206,11 +207,21 @@ def test_lasting_fault_does_not_flood_the_log(board):
     door.files.put("door", "2")
     door.daemon.wait_for_output("repeated")
     warnings = log_lines(door.daemon, "WARNING")
-    assert warnings[:2] == [f"Unexpected value: 2 when reading: {DOOR}"] * 2
-    (count,) = re.fullmatch(r"\.\.\. \(repeated (\d+) times\)",
-                            warnings[2]).groups()
+    text = f"Unexpected value: 2 when reading: {DOOR}"
+    assert (warnings[0], warnings[2]) == (text, text)
+    assert warnings[1].startswith(text)
+    (count,) = re.fullmatch(r".* \(repeated (\d+) times\)",
+                            warnings[1]).groups()
     assert int(count) > 2
     assert len(warnings) <= 5
+
+
+def test_each_unexpected_value_is_logged(board):
+    door = board(timeout=1)
+    for value in range(2, 6):
+        door.files.put("door", str(value))
+        door.daemon.wait_for_output(
+            f"WARNING Unexpected value: {value} when reading: {DOOR}\n")
 
 
 def test_file_that_cannot_be_read_is_logged_and_reads_as_zero(make_sandbox,
@@ -286,12 +297,27 @@ def test_interval_may_be_of_any_base(board, timeout):
     assert complaints(door.daemon) == []
 
 
-def test_negative_interval_is_taken_as_none_with_a_warning(board):
+def test_negative_interval_counts_as_unsigned(board):
+    """In milliseconds, it is weeks."""
     door = board(timeout="-5")
     door.files.put("door", "1\n")
-    door.announced(True)
+    door.poll()
+    assert door.of_door() == []
     assert log_lines(door.daemon, "WARNING") == [
-        "Poll interval -5 of port door is out of range, using 0"]
+        "Poll interval -5 of port door is out of range"]
+    before = ticks(door.daemon.pid)
+    for _ in range(POLLS):
+        door.poll()
+    assert ticks(door.daemon.pid) - before < FEW_TICKS
+
+
+def test_interval_that_is_not_given_is_none(board):
+    door = board(more=["""<port name="own"><port_type type="input"/>
+<port_no nbr="5"/><backend name="sysfs"><device path="/run/own"/></backend>
+</port>"""], others={"own": "0\n"})
+    door.files.put("own", "1\n")
+    door.changes.wait_for(lambda signal: signal.args ==
+                          changed(5, True, is_input=True))
 
 
 def test_daemon_answers_and_ends_while_it_polls_all_the_time(board):

@@ -11,11 +11,6 @@ using testing::IsEmpty;
 
 gint64 now;
 
-gint64 fake_clock()
-{
-	return now;
-}
-
 class RateLimitTest : public testing::Test
 {
 protected:
@@ -24,73 +19,92 @@ protected:
 		now = 0;
 	}
 
-	util::RateLimit limit_{fake_clock};
-	unsigned left_out_ = 99;
+	util::RateLimit limit_{[] { return now; }};
 	LogCapture log_;
 };
 
-TEST_F(RateLimitTest, LetsTheFirstOccurrenceThrough)
-{
-	EXPECT_TRUE(limit_.admit(&left_out_));
-	EXPECT_EQ(left_out_, 0U);
-}
-
-TEST_F(RateLimitTest, HoldsOthersBackForOneSecond)
-{
-	limit_.admit(&left_out_);
-	EXPECT_FALSE(limit_.admit(&left_out_));
-	now = G_USEC_PER_SEC - 1;
-	EXPECT_FALSE(limit_.admit(&left_out_));
-	now = G_USEC_PER_SEC;
-	EXPECT_TRUE(limit_.admit(&left_out_));
-	EXPECT_EQ(left_out_, 2U);
-}
-
-TEST_F(RateLimitTest, CountsFromAnewAfterEachOneLetThrough)
-{
-	limit_.admit(&left_out_);
-	limit_.admit(&left_out_);
-	now += G_USEC_PER_SEC;
-	limit_.admit(&left_out_);
-	now += G_USEC_PER_SEC;
-	EXPECT_TRUE(limit_.admit(&left_out_));
-	EXPECT_EQ(left_out_, 0U);
-}
-
-TEST_F(RateLimitTest, MeasuresTheSecondFromTheLastOneLetThrough)
-{
-	limit_.admit(&left_out_);
-	now = G_USEC_PER_SEC - 1;
-	limit_.admit(&left_out_);
-	now = G_USEC_PER_SEC;
-	EXPECT_TRUE(limit_.admit(&left_out_));
-	now = 2 * G_USEC_PER_SEC - 1;
-	EXPECT_FALSE(limit_.admit(&left_out_));
-}
-
 TEST_F(RateLimitTest, AWarningIsLoggedAsGiven)
 {
-	util::warn_limited(limit_, "line %d of %s", 4, "door");
+	limit_.warn("line %d of %s", 4, "door");
 	EXPECT_THAT(log_.warnings(), ElementsAre("line 4 of door"));
 }
 
-TEST_F(RateLimitTest, ARepeatedWarningIsLeftOut)
+TEST_F(RateLimitTest, ThatAgainIsLeftOutForOneSecond)
 {
-	util::warn_limited(limit_, "broken");
+	limit_.warn("broken");
+	now = G_USEC_PER_SEC - 1;
+	limit_.warn("broken");
+	EXPECT_THAT(log_.warnings(), ElementsAre("broken"));
+}
+
+TEST_F(RateLimitTest, AfterASecondItIsLoggedAgainBehindTheCount)
+{
+	for (int i = 0; i < 4; ++i)
+		limit_.warn("broken");
+	now = G_USEC_PER_SEC;
+	limit_.warn("broken");
+	EXPECT_THAT(
+		log_.warnings(),
+		ElementsAre("broken", "broken (repeated 3 times)", "broken"));
+}
+
+TEST_F(RateLimitTest, TheSecondCountsFromTheLastOneLogged)
+{
+	limit_.warn("broken");
+	now = G_USEC_PER_SEC;
+	limit_.warn("broken");
+	now = 2 * G_USEC_PER_SEC - 1;
 	log_.clear();
-	util::warn_limited(limit_, "broken");
+	limit_.warn("broken");
 	EXPECT_THAT(log_.warnings(), IsEmpty());
 }
 
-TEST_F(RateLimitTest, TheNextWarningIsFollowedByTheCountOfThoseLeftOut)
+TEST_F(RateLimitTest, TheCountStartsAnewWithEachOneLogged)
 {
-	for (int i = 0; i < 4; ++i)
-		util::warn_limited(limit_, "broken");
-	now += G_USEC_PER_SEC;
-	log_.clear();
-	util::warn_limited(limit_, "broken");
+	for (int second = 0; second < 3; ++second) {
+		now = second * G_USEC_PER_SEC;
+		limit_.warn("broken");
+	}
+	EXPECT_THAT(log_.warnings(), ElementsAre("broken", "broken", "broken"));
+}
+
+TEST_F(RateLimitTest, AnotherWarningIsLoggedAtOnce)
+{
+	limit_.warn("value 2");
+	limit_.warn("value 2");
+	limit_.warn("value 3");
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("broken", "... (repeated 3 times)"));
+		    ElementsAre("value 2", "value 2 (repeated 1 times)",
+				"value 3"));
+}
+
+TEST_F(RateLimitTest, OnceTheFaultIsOverTheCountIsTold)
+{
+	limit_.warn("broken");
+	limit_.warn("broken");
+	limit_.settle();
+	EXPECT_THAT(log_.warnings(), ElementsAre("broken"));
+	now = G_USEC_PER_SEC;
+	limit_.settle();
+	limit_.settle();
+	EXPECT_THAT(log_.warnings(),
+		    ElementsAre("broken", "broken (repeated 1 times)"));
+}
+
+TEST_F(RateLimitTest, AFaultThatComesAndGoesDoesNotFloodTheLog)
+{
+	for (now = 0; now < G_USEC_PER_SEC; now += 1000) {
+		limit_.warn("broken");
+		limit_.settle();
+	}
+	EXPECT_THAT(log_.warnings(), ElementsAre("broken"));
+}
+
+TEST_F(RateLimitTest, NothingIsToldOfWhatNeverWas)
+{
+	now = G_USEC_PER_SEC;
+	limit_.settle();
+	EXPECT_THAT(log_.warnings(), IsEmpty());
 }
 
 } // namespace

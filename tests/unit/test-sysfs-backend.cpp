@@ -116,11 +116,15 @@ TEST_F(SysfsBackendTest, AnIntervalOfNoNumberIs0)
 	EXPECT_EQ(data()->timeout, 0);
 }
 
-TEST_F(SysfsBackendTest, ANegativeIntervalIs0WithAWarning)
+TEST_F(SysfsBackendTest, ANegativeIntervalIsWarnedOf)
 {
 	parse("timeout", "-1");
-	EXPECT_EQ(data()->timeout, 0);
-	EXPECT_THAT(log_.warnings(), ElementsAre(HasSubstr("-1")));
+	EXPECT_EQ(data()->timeout, -1);
+	EXPECT_THAT(log_.warnings(),
+		    ElementsAre("Poll interval -1 of port smoke is out of "
+				"range"));
+	parse("timeout", "-99999999999999999999999");
+	EXPECT_EQ(data()->timeout, G_MININT32);
 }
 
 TEST_F(SysfsBackendTest, ATooLongIntervalIsTheLongestWithAWarning)

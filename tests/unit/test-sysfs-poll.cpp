@@ -150,8 +150,9 @@ TEST_F(SysfsPollTest, AFaultThatLastsIsLoggedOncePerSecondWithACount)
 	sysfs_now = G_USEC_PER_SEC;
 	tick();
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("Unexpected value: 2 when reading: " + path_,
-				"... (repeated 4 times)"));
+		    ElementsAre("Unexpected value: 2 when reading: " + path_ +
+					" (repeated 4 times)",
+				"Unexpected value: 2 when reading: " + path_));
 }
 
 // ---- the latch ----
