@@ -15,6 +15,7 @@ using StatePtr = util::ObjectPtr<IOControlState>;
 
 constexpr const char *kName = "com.vexa.IOControl.State";
 constexpr const char *kPath = "/com/vexa/IOControl/State";
+constexpr int kBusPatienceMs = 1000;
 
 guint io_control_owner_id = 0;
 /// Guards state_interface, and is held over each signal, which action threads
@@ -70,6 +71,26 @@ void iocontrol_emit_port_changed(int number, bool virtual_port, bool hidden,
 		iocontrol_state_emit_port_changed(
 			state_interface.get(), number, virtual_port, hidden,
 			input, virtual_trig, state, activelow);
+}
+
+/// The bus answers in order, so its answer follows what was sent before.
+void iocontrol_wait_for_bus()
+{
+	util::ObjectPtr<GDBusConnection> connection;
+	{
+		const std::lock_guard guard(state_mutex);
+		if (!state_interface)
+			return;
+		connection.reset(static_cast<GDBusConnection *>(
+			g_object_ref(g_dbus_interface_skeleton_get_connection(
+				G_DBUS_INTERFACE_SKELETON(
+					state_interface.get())))));
+	}
+	const util::VariantPtr reply(g_dbus_connection_call_sync(
+		connection.get(), "org.freedesktop.DBus",
+		"/org/freedesktop/DBus", "org.freedesktop.DBus.Peer", "Ping",
+		nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, kBusPatienceMs,
+		nullptr, nullptr));
 }
 
 void iocontrol_emit_action_sequence_done(int number)

@@ -159,6 +159,9 @@ struct IOPort {
 	/// Guards hardware writes and settings; a running sequence holds it but
 	/// for its waits.
 	std::mutex lock;
+	/// Taken before `lock` by whoever wants it from a running sequence,
+	/// which passes through here between two steps.
+	std::mutex turnstile;
 	/// The action thread waits on it, with `lock`, between two steps.
 	std::condition_variable sequence_cond;
 	/// Guards abort_sequence and sequence_running. Taken after `lock`.

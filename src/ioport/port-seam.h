@@ -59,6 +59,10 @@ void iocontrol_emit_port_changed(int number, bool virtual_port, bool hidden,
 				 bool activelow);
 void iocontrol_emit_action_sequence_done(int number);
 
+/// Waits until the bus has taken what has been announced so far, but no longer
+/// than a second. Returns at once without a bus. Any thread, no lock held.
+void iocontrol_wait_for_bus();
+
 /// Which of a port's objects a property belongs to.
 enum PropertyObject {
 	PROPERTY_INPUT = 0,

@@ -13,7 +13,13 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-int first_virtual_port_no = 5;
+constexpr int kFirstVirtualPort = 5;
+constexpr guint32 kMicrosecondsPerMillisecond = 1000;
+/// How many steps that are not held are announced before the bus is waited
+/// for.
+constexpr unsigned kStepsAhead = 256;
+
+int first_virtual_port_no = kFirstVirtualPort;
 bool virtual_inputs_configured = false;
 
 /// The threads are not joined one by one; shutdown waits for the last one.
@@ -30,7 +36,8 @@ bool aborted(IOPort *port)
 /// The duration in microseconds is a signed 32-bit number that wraps.
 Clock::time_point end_of_step(const ActionStep &step)
 {
-	const auto wrapped = static_cast<guint32>(step.duration) * 1000U;
+	const auto wrapped = static_cast<guint32>(step.duration) *
+			     kMicrosecondsPerMillisecond;
 	return Clock::now() +
 	       std::chrono::microseconds(static_cast<gint32>(wrapped));
 }
@@ -56,12 +63,29 @@ bool hold(IOPort *port, Clock::time_point end,
 	return false;
 }
 
+/// Steps that are not held would keep `lock` from everybody else, and fill the
+/// memory with signals that the bus has not taken yet.
+void give_way(IOPort *port, bool to_the_bus, std::unique_lock<std::mutex> &lock)
+{
+	lock.unlock();
+	if (to_the_bus)
+		iocontrol_wait_for_bus();
+	{
+		const std::lock_guard turn(port->turnstile);
+	}
+	lock.lock();
+}
+
 void play(IOPort *port, const std::vector<ActionStep> &steps,
 	  std::unique_lock<std::mutex> &lock)
 {
+	unsigned at_once = 0;
 	for (const ActionStep &step : steps) {
 		apply(port, step);
-		if (!hold(port, end_of_step(step), lock))
+		const auto end = end_of_step(step);
+		if (Clock::now() >= end)
+			give_way(port, ++at_once % kStepsAhead == 0, lock);
+		if (!hold(port, end, lock))
 			return;
 	}
 }
@@ -149,7 +173,7 @@ void stop_sequence(IOPort *port, std::unique_lock<std::mutex> &state)
 	port->abort_sequence = true;
 	state.unlock();
 	{
-		const std::lock_guard lock(port->lock);
+		const auto lock = io_port_lock_between_steps(port);
 		port->sequence_cond.notify_all();
 	}
 	state.lock();
@@ -187,6 +211,12 @@ void io_port_lock_exclusive(IOPort *port)
 		std::this_thread::yield();
 		state.lock();
 	}
+}
+
+std::unique_lock<std::mutex> io_port_lock_between_steps(IOPort *port)
+{
+	const std::lock_guard turn(port->turnstile);
+	return std::unique_lock(port->lock);
 }
 
 bool io_port_lock_taken(IOPort *port)

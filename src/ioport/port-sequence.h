@@ -24,6 +24,11 @@ struct ActionStep {
 /// locks when it calls. Not from the port's own action thread.
 void io_port_lock_exclusive(IOPort *port);
 
+/// Takes `lock`; while a sequence runs, between two of its steps, and without
+/// ending it. The caller holds neither of the port's locks. Not from the
+/// port's own action thread.
+std::unique_lock<std::mutex> io_port_lock_between_steps(IOPort *port);
+
 /// True when somebody holds one of the port's locks or a sequence runs.
 bool io_port_lock_taken(IOPort *port);
 

@@ -1,6 +1,7 @@
 #include "ioport/port-state.h"
 
 #include "ioport/port-seam.h"
+#include "ioport/port-sequence.h"
 #include "ioport/port-supervision.h"
 #include "util/assert.h"
 
@@ -72,7 +73,7 @@ bool io_port_set_state(IOPort *ioport, int state)
 		g_warning("Set state on incorrect port");
 		return false;
 	}
-	const std::lock_guard lock(ioport->lock);
+	const auto lock = io_port_lock_between_steps(ioport);
 	io_port_set_state_internal(ioport, state);
 	return true;
 }

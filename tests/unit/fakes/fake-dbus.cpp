@@ -13,6 +13,11 @@ void iocontrol_emit_port_changed(int number, bool virtual_port, bool hidden,
 		       activelow);
 }
 
+/// Nothing to see: it changes no state and announces nothing.
+void iocontrol_wait_for_bus()
+{
+}
+
 void iocontrol_emit_action_sequence_done(int number)
 {
 	recorder::note("iocontrol_emit_action_sequence_done(%d)", number);
