@@ -14,6 +14,10 @@ namespace
 
 using Invocation = GDBusMethodInvocation;
 
+/// Bytes. Half of what a bus takes as a rule before it disconnects the sender
+/// (max_message_size in dbus-daemon(1)).
+constexpr gsize kLargestReply = 16 * 1024 * 1024;
+
 gboolean fail(Invocation *invocation, IOControlError code, const char *text)
 {
 	g_dbus_method_invocation_return_error_literal(
@@ -147,8 +151,16 @@ gboolean on_handle_get_port_props(IOControlState *object,
 			++count;
 		}
 	}
-	iocontrol_state_complete_get_port_props(
-		object, invocation, count, g_variant_builder_end(&builder));
+	const util::VariantPtr ports(
+		g_variant_ref_sink(g_variant_builder_end(&builder)));
+	if (g_variant_get_size(ports.get()) > kLargestReply) {
+		g_dbus_method_invocation_return_error_literal(
+			invocation, G_DBUS_ERROR, G_DBUS_ERROR_LIMITS_EXCEEDED,
+			"The ports' names are too long for one reply.");
+		return TRUE;
+	}
+	iocontrol_state_complete_get_port_props(object, invocation, count,
+						ports.get());
 	return TRUE;
 }
 

@@ -5,6 +5,7 @@
 #include "ioport/port-state.h"
 #include "util/assert.h"
 
+#include <cstring>
 #include <mutex>
 
 namespace
@@ -134,6 +135,11 @@ void io_port_reset_event_filters(IOPort *ioport)
 		io_event_reset_filter(event.get());
 }
 
+bool io_port_text_fits(const char *text)
+{
+	return strnlen(text, kLongestText + 1) <= kLongestText;
+}
+
 void io_port_get_names(const IOPort *port,
 		       std::optional<std::string> *input_name,
 		       std::optional<std::string> *output_name)
@@ -166,7 +172,8 @@ std::optional<std::string> io_port_get_name(const IOPort *ioport)
 
 bool io_port_set_input_name(IOPort *port, const char *name)
 {
-	if (port == nullptr || port->type == PORT_OUTPUT)
+	if (port == nullptr || port->type == PORT_OUTPUT ||
+	    !io_port_text_fits(name))
 		return false;
 	if (port->input_name != name)
 		store_name(port, &port->input_name, name, PROPERTY_INPUT);
@@ -175,7 +182,8 @@ bool io_port_set_input_name(IOPort *port, const char *name)
 
 bool io_port_set_output_name(IOPort *port, const char *name)
 {
-	if (port == nullptr || port->type == PORT_INPUT)
+	if (port == nullptr || port->type == PORT_INPUT ||
+	    !io_port_text_fits(name))
 		return false;
 	if (port->output_name != name)
 		store_name(port, &port->output_name, name, PROPERTY_OUTPUT);
@@ -193,7 +201,7 @@ std::optional<std::string> io_port_get_usage(const IOPort *ioport)
 
 bool io_port_set_usage(IOPort *port, const char *usage)
 {
-	if (port == nullptr)
+	if (port == nullptr || !io_port_text_fits(usage))
 		return false;
 	if (port->usage == usage)
 		return true;

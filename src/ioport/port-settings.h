@@ -5,6 +5,14 @@
 
 #include "ioport/ioport.h"
 
+/// The longest name or usage text, in bytes without the final zero. A bus
+/// disconnects whoever sends more than its limit, 32 MiB as a rule
+/// (max_message_size in dbus-daemon(1)), and a message may hold several texts.
+constexpr size_t kLongestText = 1024 * 1024;
+
+/// Whether a text may be kept on a port.
+bool io_port_text_fits(const char *text);
+
 /// Switches a configurable port between input and output; any other port is
 /// refused. Ends a running sequence.
 bool io_port_set_direction(IOPort *port, bool input);
@@ -28,13 +36,15 @@ void io_port_get_names(const IOPort *port,
 /// The name of the side that the port is on now.
 std::optional<std::string> io_port_get_name(const IOPort *port);
 
-/// Sets one side's name; refused for a side that the port does not have. The
+/// Sets one side's name; refused for a side that the port does not have, and
+/// when it is too long. The
 /// events are declared again, so that they carry the new name, unless a
 /// configurable port is on the other side now.
 bool io_port_set_input_name(IOPort *port, const char *name);
 bool io_port_set_output_name(IOPort *port, const char *name);
 
 std::optional<std::string> io_port_get_usage(const IOPort *port);
+/// Refused when it is too long.
 bool io_port_set_usage(IOPort *port, const char *usage);
 
 /// A disabled port withdraws its events and sends nothing.

@@ -2,6 +2,7 @@
 
 #include "ioport/port-seam.h"
 #include "ioport/port-sequence.h"
+#include "ioport/port-settings.h"
 
 #include <initializer_list>
 #include <string_view>
@@ -222,6 +223,11 @@ constexpr Element kElements[] = {
 void conf_apply_attribute(IOPort *port, const char *element,
 			  const char *attribute, const char *value)
 {
+	if (!io_port_text_fits(value)) {
+		g_warning("Ignoring %s of %s on port %d: it is too long",
+			  attribute, element, port->number);
+		return;
+	}
 	for (const Element &known : kElements) {
 		if (known.name == element)
 			known.apply(port, attribute, value);

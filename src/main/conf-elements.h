@@ -6,7 +6,8 @@
 
 /// Applies one attribute of @p element to @p port, its newest event, or that
 /// event's newest key. Anything unknown is ignored, and so is what belongs to
-/// an event on a port that has none.
+/// an event on a port that has none, and, with a warning, a value longer than
+/// kLongestText.
 void conf_apply_attribute(IOPort *port, const char *element,
 			  const char *attribute, const char *value);
 

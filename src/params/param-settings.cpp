@@ -50,6 +50,10 @@ util::CharPtr read_text(const Key &key, util::Error &error)
 {
 	util::CharPtr text(
 		g_key_file_get_string(key.file, key.group, key.name, &error));
+	if (!error && !io_port_text_fits(text.get()))
+		g_set_error(&error, G_KEY_FILE_ERROR,
+			    G_KEY_FILE_ERROR_INVALID_VALUE,
+			    "The text of %s is too long", key.name);
 	if (error)
 		text.reset();
 	return text;

@@ -311,6 +311,57 @@ def test_many_connections_come_and_go(service):
     assert len(service.descriptors()) == descriptors
 
 
+# ---- long texts: the bus disconnects whoever sends too much ----
+
+LIMITS_EXCEEDED = "org.freedesktop.DBus.Error.LimitsExceeded"
+
+
+def call_with_text(client, method, *args):
+    """None, or the error."""
+    try:
+        client.call(method, SIGNATURES[method], args)
+    except BusError as error:
+        return error.message.rpartition(": ")[2]
+    return None
+
+
+def test_texts_are_taken_up_to_a_mebibyte(serve):
+    service = serve(port("both", "io_ctrl", 0, events=EVENTS))
+    longest = "n" * MEBIBYTE
+    for side in (False, True):
+        service.call("SetName", 0, side, longest)
+    service.call("SetUsage", 0, longest)
+    service.restart()
+    assert service.call("GetNames", 0) == (longest, longest)
+    assert service.call("GetUsage", 0) == longest
+    for side, name in ((False, "output"), (True, "input")):
+        for length in (MEBIBYTE + 1, 30 * MEBIBYTE):
+            assert call_with_text(
+                service.client, "SetName", 0, side, "n" * length) == \
+                f"Could not set {name} name for the port."
+    assert call_with_text(service.client, "SetUsage", 0, "n" * (
+        MEBIBYTE + 1)) == "Could not set usage for the port."
+    assert service.call("GetNames", 0) == (longest, longest)
+
+
+def test_declarations_that_are_too_long_together_are_refused(serve):
+    service = serve(*(port(f"in{n}", "input", n, events=[event("IOPort")])
+                      for n in range(17)))
+    for number in range(17):
+        service.call("SetName", number, True, "n" * MEBIBYTE)
+    with pytest.raises(BusError) as caught:
+        service.declarations()
+    assert caught.value.name == LIMITS_EXCEEDED
+    assert service.call("GetNbrPorts") == (17, 0)
+
+
+def test_configured_names_that_are_too_long_together_are_refused(serve):
+    service = serve(*(port(f"{n}" * (MEBIBYTE // 2), "input", n)
+                      for n in range(34)))
+    assert error_of(service.client, "GetPortProps") == LIMITS_EXCEEDED
+    assert service.call("GetNbrPorts") == (34, 0)
+
+
 # ---- messages that are none of the daemon's business ----
 
 def test_descriptors_that_come_with_calls_are_closed(service):

@@ -76,6 +76,15 @@ def test_missing_key_ends_the_reading_of_its_group(make_sandbox, key,
     assert daemon.stderr().startswith(NO_KEY.format(key))
 
 
+def test_text_that_is_too_long_ends_the_reading_of_its_group(make_sandbox):
+    box = make_sandbox(config=LAMP, orvad_conf=output_group(
+        "lamp", usage="n" * (1024 * 1024 + 1)))
+    box.start()
+    assert complaints(box.daemon) == [
+        "Error parsing param file: The text of usage is too long"]
+    assert parameters(box)["lamp"]["usage"] == ""
+
+
 def test_missing_usage_is_no_fault(make_sandbox):
     box, daemon = started_with(make_sandbox, lamp_without("usage"))
     assert parameters(box)["lamp"]["pulse_time"] == "7"

@@ -1,6 +1,7 @@
 #include "main/conf-elements.h"
 
 #include "conf-fixture.h"
+#include "ioport/port-settings.h"
 
 namespace
 {
@@ -349,6 +350,20 @@ TEST_F(ConfElementTest, UnknownElementsAndAttributesAreIgnored)
 	EXPECT_EQ(event_of(port).keys.front().key, std::nullopt);
 	EXPECT_EQ(virtual_input_get_first_port_no(), kDefaultFirstVirtualPort);
 	EXPECT_THAT(log_.messages(), IsEmpty());
+}
+
+TEST_F(ConfElementTest, AValueThatIsTooLongIsIgnoredWithAWarning)
+{
+	const std::string longest(kLongestText, 'n');
+	const PortRef port =
+		port_with("<port_no nbr=\"3\"/>"
+			  "<param_default_name input=\"" +
+			  longest + "\" output=\"" + longest + "n\"/>");
+	EXPECT_EQ(port->input_name, longest);
+	EXPECT_EQ(port->output_name, std::nullopt);
+	EXPECT_THAT(log_.warnings(),
+		    ElementsAre("Ignoring output of param_default_name on port "
+				"3: it is too long"));
 }
 
 } // namespace

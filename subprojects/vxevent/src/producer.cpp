@@ -1,5 +1,7 @@
 #include "producer.h"
 
+#include "errors.h"
+
 #include <cstring>
 #include <utility>
 
@@ -10,6 +12,15 @@ namespace
 {
 
 constexpr auto kPathPrefix = "/org/orvad/Events1/";
+
+// Bytes. Half of what a bus takes as a rule before it disconnects the sender
+// (max_message_size in dbus-daemon(1)).
+constexpr gsize kLargestBody = 16 * 1024 * 1024;
+
+bool fits(GVariant *body)
+{
+	return g_variant_get_size(body) <= kLargestBody;
+}
 
 // What the object's handlers are given: the object may be asked after its
 // producer has gone, and must not keep it.
@@ -92,10 +103,16 @@ Producer::Producer(const char *name)
 guint32 Producer::declare(const EventDeclaration &declaration, GError **error)
 {
 	const std::lock_guard lock(mutex_);
+	const auto description = sunk(describe(declaration));
+	if (!fits(description.get())) {
+		refuse(error, EVENT_ERROR_INVALID,
+		       "The declaration's texts are too long");
+		return 0;
+	}
 	const auto id = declarations_.add(declaration, error);
 	if (id != 0)
-		vxevent_producer_emit_declared(
-			object_.get(), id, sunk(describe(declaration)).get());
+		vxevent_producer_emit_declared(object_.get(), id,
+					       description.get());
 	return id;
 }
 
@@ -167,8 +184,15 @@ void Producer::list_declarations(GDBusMethodInvocation *invocation)
 	for (const auto &[id, live] : declarations_.all())
 		g_variant_builder_add(&builder, "(u@a{sv})", id,
 				      describe(*live.declaration));
-	vxevent_producer_complete_list_declarations(
-		object_.get(), invocation, g_variant_builder_end(&builder));
+	const auto list = sunk(g_variant_builder_end(&builder));
+	if (!fits(list.get())) {
+		g_dbus_method_invocation_return_error_literal(
+			invocation, G_DBUS_ERROR, G_DBUS_ERROR_LIMITS_EXCEEDED,
+			"The declarations are too long for one reply");
+		return;
+	}
+	vxevent_producer_complete_list_declarations(object_.get(), invocation,
+						    list.get());
 }
 
 void Producer::get_state(GDBusMethodInvocation *invocation, guint32 id)
