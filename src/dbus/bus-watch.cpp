@@ -31,10 +31,13 @@ void on_connected(GObject *, GAsyncResult *result, gpointer)
 	}
 	bus_connection.reset(connection);
 	g_dbus_connection_set_exit_on_close(connection, FALSE);
-	closed_handler = g_signal_connect(connection, "closed",
-					  G_CALLBACK(on_closed), nullptr);
+	// The connection may have closed before anybody listened, and then the
+	// signal may or may not come yet.
 	if (g_dbus_connection_is_closed(connection))
-		bus_lost();
+		on_closed(connection, FALSE, nullptr, nullptr);
+	else
+		closed_handler = g_signal_connect(
+			connection, "closed", G_CALLBACK(on_closed), nullptr);
 }
 
 } // namespace
@@ -51,8 +54,8 @@ void bus_watch_finalize()
 	if (connecting)
 		g_cancellable_cancel(connecting.get());
 	connecting.reset();
-	if (bus_connection)
+	if (closed_handler != 0)
 		g_signal_handler_disconnect(bus_connection.get(),
-					    closed_handler);
+					    std::exchange(closed_handler, 0));
 	bus_connection.reset();
 }

@@ -4,7 +4,14 @@
 #include "main/conf-elements.h"
 #include "platform/bootblock.h"
 #include "util/glib-ptr.h"
+#include "util/unique-fd.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <string>
 #include <string_view>
 
 namespace
@@ -127,26 +134,47 @@ constexpr GMarkupParser kParser = {
 	on_start_element, on_end_element, nullptr, nullptr, nullptr,
 };
 
-/// Only regular files are opened: a pipe would wait for ever for a writer.
-bool read_file(const char *path, util::CharPtr *text, gsize *length)
+/// Regular files, and /dev/null (Documentation/admin-guide/devices.txt), which
+/// masks a file by a link; a pipe has no end, and some devices neither.
+bool has_an_end(int fd)
 {
-	char *contents = nullptr;
-	if (!g_file_test(path, G_FILE_TEST_IS_REGULAR) ||
-	    !g_file_get_contents(path, &contents, length, nullptr)) {
-		g_critical("Couldn't load XML (%s)\n", path);
+	constexpr unsigned kMemoryDevices = 1;
+	constexpr unsigned kNull = 3;
+	struct stat attributes;
+	if (fstat(fd, &attributes) != 0)
 		return false;
-	}
-	text->reset(contents);
-	return true;
+	return S_ISREG(attributes.st_mode) ||
+	       (S_ISCHR(attributes.st_mode) &&
+		attributes.st_rdev == makedev(kMemoryDevices, kNull));
+}
+
+bool read_all(int fd, std::string *text)
+{
+	char piece[4096];
+	ssize_t length;
+	while ((length = read(fd, piece, sizeof piece)) > 0)
+		text->append(piece, static_cast<size_t>(length));
+	return length == 0;
+}
+
+bool read_file(const char *path, std::string *text)
+{
+	const util::UniqueFd fd(
+		open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+	if (fd.valid() && has_an_end(fd.get()) && read_all(fd.get(), text))
+		return true;
+	g_critical("Couldn't load XML (%s)\n", path);
+	return false;
 }
 
 /// The parser is not told of the end: a file may stop inside an element.
-bool parse(const char *path, const char *text, gsize length)
+bool parse(const char *path, const std::string &text)
 {
 	const util::MarkupParseContextPtr context(g_markup_parse_context_new(
 		&kParser, static_cast<GMarkupParseFlags>(0), nullptr, nullptr));
-	if (g_markup_parse_context_parse(context.get(), text,
-					 static_cast<gssize>(length), nullptr))
+	if (g_markup_parse_context_parse(context.get(), text.data(),
+					 static_cast<gssize>(text.size()),
+					 nullptr))
 		return true;
 	g_critical("Couldn't parse markup file (%s)\n", path);
 	return false;
@@ -156,10 +184,8 @@ bool parse(const char *path, const char *text, gsize length)
 
 bool conf_read_configuration(const char *path)
 {
-	util::CharPtr text;
-	gsize length = 0;
-	const bool good = read_file(path, &text, &length) &&
-			  parse(path, text.get(), length);
+	std::string text;
+	const bool good = read_file(path, &text) && parse(path, text);
 	parser.hwid_value.reset();
 	parser.hwid_asked = false;
 	return good;

@@ -4,8 +4,8 @@
 /// their start tags (docs/port-configuration.md). Main thread, start-up only.
 
 /// Reads one file and adds its ports to the list. False, after a critical log
-/// line, when it is not a regular file that can be read, or is not well
-/// formed; what was read before the fault stays.
+/// line, when it cannot be read, is neither a regular file nor /dev/null, or is
+/// not well formed; what was read before the fault stays.
 bool conf_read_configuration(const char *path);
 
 /// Reads every file of a directory, in the order of its listing, up to the

@@ -19,7 +19,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -68,13 +67,6 @@ void on_bus_lost()
 	util::running = false;
 }
 
-void read_command_line(int argc, char **argv)
-{
-	util::set_use_legacy_interface(argc < 2 ||
-				       std::string_view(argv[1]) !=
-					       "--disable_legacy_interface");
-}
-
 bool is_file(const char *path)
 {
 	return g_file_test(path, G_FILE_TEST_EXISTS) &&
@@ -107,9 +99,19 @@ bool read_parameters()
 	return true;
 }
 
+/// A daemon that was killed while it wrote the file leaves half of it, which
+/// would end the reading of the drop-ins.
+void remove_leftover()
+{
+	if (std::remove(util::kLegacyTemporaryFile) == -1 && errno != ENOENT)
+		g_warning("Could not remove %s: %s", util::kLegacyTemporaryFile,
+			  g_strerror(errno));
+}
+
 /// False when the daemon cannot start.
 bool start()
 {
+	remove_leftover();
 	conf_read_configuration(util::kPortConfiguration);
 	conf_read_drop_dir(util::kDropInDirectory);
 	if (!read_parameters())
@@ -139,7 +141,7 @@ void stop()
 
 int main(int argc, char **argv)
 {
-	read_command_line(argc, argv);
+	util::read_command_line(argc, argv);
 	vx_log_stdout();
 	// The daemon outlives whoever reads its log, and what root writes must
 	// be readable for the user that the daemon runs as afterwards.

@@ -9,6 +9,9 @@ namespace util
 /// The shipped port configuration, and the directory of further ones.
 constexpr const char *kPortConfiguration = "/usr/share/orvad/conf.xml";
 constexpr const char *kDropInDirectory = "/etc/orvad.d/";
+/// Where the files for the older configuration system are written before they
+/// are moved into place. It is no port configuration.
+constexpr const char *kLegacyTemporaryFile = "/etc/orvad.d/legacy.tmp";
 /// The users' settings, and where an older version kept them.
 constexpr const char *kParameterFile = "/etc/orvad/orvad.conf";
 constexpr const char *kOldParameterFile = "/etc/dynamic/orvad/params.conf";

@@ -1,5 +1,7 @@
 #include "util/process-state.h"
 
+#include <string_view>
+
 namespace
 {
 
@@ -12,9 +14,10 @@ namespace util
 
 std::atomic<bool> running = true;
 
-void set_use_legacy_interface(bool use)
+void read_command_line(int argc, const char *const *argv)
 {
-	legacy_interface = use;
+	legacy_interface = argc < 2 || std::string_view(argv[1]) !=
+					       "--disable_legacy_interface";
 }
 
 } // namespace util

@@ -11,8 +11,10 @@ namespace util
 /// Becomes false, once, when the daemon is told to end. Worker loops poll it.
 extern std::atomic<bool> running;
 
-/// Set by main from the command line, before anything reads it.
-void set_use_legacy_interface(bool use);
+/// Takes note of the only argument that means something, the first if it is
+/// "--disable_legacy_interface". Before anything asks; without it the
+/// older system is served.
+void read_command_line(int argc, const char *const *argv);
 
 } // namespace util
 

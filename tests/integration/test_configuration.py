@@ -131,6 +131,29 @@ def test_folder_among_the_drop_ins_ends_their_reading(make_sandbox, connect):
                 [f"CRITICAL Couldn't load XML ({dropin('more')})"])
 
 
+def test_half_a_file_for_the_older_system_is_no_drop_in(make_sandbox, connect):
+    """The folder is listed in an order of its own."""
+    names = [f"p{n}" for n in range(20)]
+    box = make_sandbox(dropins={
+        "legacy.tmp": "<legacymapping><group",
+        **{name: config(port(name, n)) for n, name in enumerate(names)}})
+    box.start()
+    assert sorted(listed_names(connect(box))) == sorted(names)
+    assert not (box.etc / "orvad.d/legacy.tmp").exists()
+
+
+def test_masked_drop_in_is_empty(make_sandbox, connect):
+    names = [f"p{n}" for n in range(20)]
+    box = make_sandbox(dropins={name: config(port(name, n))
+                                for n, name in enumerate(names)})
+    for name in names[::4]:
+        (box.etc / "orvad.d" / name).unlink()
+        (box.etc / "orvad.d" / name).symlink_to("/dev/null")
+    box.start()
+    assert sorted(listed_names(connect(box))) == sorted(
+        set(names) - set(names[::4]))
+
+
 def test_missing_drop_in_folder_is_no_fault(make_sandbox, connect):
     box = make_sandbox(config=config(LAMP))
     (box.etc / "orvad.d").rmdir()
@@ -302,6 +325,23 @@ def test_second_of_two_ports_with_one_name_replaces_the_first(make_sandbox,
     box = make_sandbox(config=config(port("lamp", 0), port("lamp", 1)))
     box.start()
     assert listed(connect(box)) == [("lamp", 1)]
+
+
+def test_two_ports_with_one_name_share_their_settings(make_sandbox, connect):
+    twins = config(*(f"""<port optional="false" name="lamp">
+<port_type type="output"/><port_no nbr="{n}"/><properties ioport="true"/>
+<backend name="check"/></port>"""
+                     for n in range(2)))
+    box = make_sandbox(config=twins)
+    box.start()
+    client = connect(box)
+    assert listed(client) == [("lamp", 1), ("lamp", 0)]
+    set_usage(client, 1, "porch")
+    settle(client)
+    box.daemon.stop()
+    assert parameters(box)["lamp"]["usage"] == "porch"
+    box.start()
+    assert [get_usage(connect(box), n) for n in range(2)] == ["porch"] * 2
 
 
 def test_second_number_above_the_first_virtual_port_s_is_warned_of(

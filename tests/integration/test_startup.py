@@ -332,6 +332,14 @@ def test_newer_settings_override_old_ones(make_sandbox, connect):
     assert get_usage(connect(box), 0) == "new"
 
 
+def test_old_parameters_are_taken_before_newer_ones_are_found_corrupt(
+        make_sandbox):
+    box = make_sandbox(config=LAMP, orvad_conf="corrupt\n")
+    old = old_parameters(box, output_group("lamp"))
+    box.start_daemon().wait(expect=1)
+    assert not old.exists()
+
+
 def test_unreadable_old_parameters_stay_where_they_are(make_sandbox, connect):
     box = make_sandbox(config=LAMP)
     old = old_parameters(box, CORRUPT)

@@ -75,6 +75,25 @@ TEST_F(ConfDropDirTest, FilesAreReadInTheOrderOfTheListing)
 					 path_ + "/wrong)\n")));
 }
 
+TEST_F(ConfDropDirTest, AFileThatIsMaskedByALinkToNothingIsEmpty)
+{
+	for (const char *name : {"a", "b", "c"})
+		add(name, std::string("<port name=\"") + name + "\"/>");
+	std::filesystem::create_symlink("/dev/null", path_ + "masked");
+	EXPECT_TRUE(conf_read_drop_dir(path_.c_str()));
+	EXPECT_THAT(port_names(), testing::UnorderedElementsAre("a", "b", "c"));
+	EXPECT_THAT(log_.messages(), testing::IsEmpty());
+}
+
+TEST_F(ConfDropDirTest, ADeviceWithoutAnEndCannotBeRead)
+{
+	std::filesystem::create_symlink("/dev/zero", path_ + "endless");
+	EXPECT_FALSE(conf_read_drop_dir(path_.c_str()));
+	EXPECT_THAT(log_.messages(),
+		    ElementsAre(critical("Couldn't load XML (" + path_ +
+					 "/endless)\n")));
+}
+
 TEST_F(ConfDropDirTest, ASubdirectoryIsAFileThatCannotBeRead)
 {
 	EXPECT_EQ(mkdir((path_ + "sub").c_str(), 0755), 0);
