@@ -9,6 +9,9 @@
 namespace
 {
 
+/// Stands for all ports in the event of any of them.
+constexpr int kAnyPort = -1;
+
 /// The library refuses only what this module never asks for, so its errors
 /// are not looked at.
 class Builder
@@ -153,7 +156,7 @@ EventDeclarationPtr port_event_declaration(const IOPort *port)
 
 EventDeclarationPtr port_any_event_declaration()
 {
-	return digital_port_declaration(-1, "Any", get_port_any_state);
+	return digital_port_declaration(kAnyPort, "Any", get_port_any_state);
 }
 
 EventDeclarationPtr supervised_port_event_declaration(const IOPort *port)

@@ -27,6 +27,7 @@ bool io_port_supervised_input(const IOPort *port)
 
 bool io_port_get_supervised_ranges(IOPort *port, SupervisedRangeList **ranges)
 {
+	MODULE_ASSERT_NONNULL(kModule, port->functions);
 	MODULE_ASSERT_NONNULL(kModule, ranges);
 	if (!io_port_is_supervisable(port) ||
 	    port->functions->get_supervised_ranges == nullptr)
@@ -63,9 +64,9 @@ SupervisedState io_port_get_supervised_state(IOPort *ioport)
 bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,
 				    guint32 *level, GError **error)
 {
+	MODULE_ASSERT_NONNULL(kModule, port->functions);
 	MODULE_ASSERT_NONNULL(kModule, state);
 	MODULE_ASSERT_NONNULL(kModule, level);
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
 	if (port->functions->get_supervised_readout == nullptr) {
 		g_set_error_literal(error, io_control_error_quark(),
 				    IO_CONTROL_ERROR_GENERIC,
@@ -82,9 +83,10 @@ bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,
 						       error);
 }
 
-bool io_port_get_supported_states(const IOPort *,
+bool io_port_get_supported_states(const IOPort *port,
 				  std::vector<std::string> *states)
 {
+	MODULE_ASSERT_NONNULL(kModule, port->functions);
 	for (const SupervisedState state : {SUPERVISED_CLOSED, SUPERVISED_OPEN,
 					    SUPERVISED_SHORT, SUPERVISED_CUT})
 		states->push_back(supervised_range_state2string(state));
