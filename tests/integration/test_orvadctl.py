@@ -51,16 +51,16 @@ def fixture_refused(program, service):
 
 @pytest.fixture(name="follow")
 def fixture_follow(serve, start_on):
-    """follow(words...): a daemon, and a client that has listened from before
-    the daemon was there."""
-    def begin(*words):
+    """follow(words...): a daemon, of PORTS unless told otherwise, and a client
+    that has listened from before the daemon was there."""
+    def begin(*words, ports=PORTS):
         clients = []
 
         def prepare(box):
             box.start_bus()
             clients.append(start_on(box.bus_address, *words))
             assert re.search("not running|false", clients[0].line())
-        service = serve(*PORTS, prepare=prepare)
+        service = serve(*ports, prepare=prepare)
         assert re.search("is there|true", clients[0].line())
         return service, clients[0]
     return begin
@@ -167,6 +167,35 @@ def test_busy_port_is_told(service, refused):
     service.start_sequence(LAMP, (True, HOUR))
     assert refused("pulse", "lamp", "1") == \
         "orvadctl: port 2 (lamp): The port is busy.\n"
+
+
+@pytest.mark.parametrize("number", [-7, -1])
+def test_port_of_negative_number_is_driven(serve, program, number):
+    service = serve(port("low", "output", number))
+    bus = service.box.bus_address
+    on_bus = number % 2**32
+
+    def run(command, *words):
+        result = program.run(bus, command, "--", str(number), *words)
+        assert (result.returncode, result.stderr) == (0, "")
+        return result.stdout
+
+    assert f"Number:           {number}\n" in run("get")
+    assert run("set", "on") == f"port {number} (low): active\n"
+    assert service.call("GetState", on_bus) is True
+    assert run("set", "off") == f"port {number} (low): inactive\n"
+    assert service.call("GetState", on_bus) is False
+    assert run("pulse", "5") == f"port {number} (low): sequence done\n"
+
+
+def test_watch_shows_a_port_of_negative_number(follow):
+    service, client = follow("watch", "--", "-7", ports=[
+        port("low", "output", -7), port("lamp", "output", LAMP)])
+    service.call("SetState", LAMP, True)
+    service.call("SetState", -7 % 2**32, True)
+    assert client.line().split(" ", 2)[2] == (
+        "port -7 (low): active, output, active level closed")
+    assert (client.interrupt(), client.errors) == (0, "")
 
 
 def test_watch_shows_changes(follow):

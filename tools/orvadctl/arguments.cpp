@@ -74,7 +74,15 @@ std::optional<gint> parse_timeout(const std::string &text)
 
 std::optional<gint32> parse_port_number(const std::string &text)
 {
-	return parse_number(text, 0, G_MAXINT32);
+	const bool negative = text.starts_with('-');
+	const guint64 lowest = negative ? 1 : 0;
+	const guint64 highest = G_MAXINT32 + lowest;
+	auto magnitude = parse_number(text.substr(lowest), lowest, highest);
+
+	if (!magnitude)
+		return std::nullopt;
+	auto number = static_cast<gint64>(*magnitude);
+	return static_cast<gint32>(negative ? -number : number);
 }
 
 } // namespace orvadctl

@@ -1,8 +1,9 @@
 #pragma once
 
 /// The values that a command line may hold. Each function takes the whole text
-/// strictly and answers nothing for any other text: no signs, no blanks, no
-/// trailing characters, nothing out of range, no matter which locale.
+/// strictly and answers nothing for any other text: no signs but a port
+/// number's "-", no blanks, no trailing characters, nothing out of range, no
+/// matter which locale.
 
 #include <glib.h>
 
@@ -28,7 +29,7 @@ std::optional<guint> parse_count(const std::string &text);
 /// Seconds with up to three decimals, from 0.001 to 86400, as milliseconds.
 std::optional<gint> parse_timeout(const std::string &text);
 
-/// A port's number, from 0; negative numbers belong to no port.
+/// A port's number, any of 32 bits; with "-" in front when it is negative.
 std::optional<gint32> parse_port_number(const std::string &text);
 
 } // namespace orvadctl

@@ -44,7 +44,7 @@ std::string text_or_dash(const std::string &text)
 std::vector<Cell> port_cells(const Port &port)
 {
 	return {text_or_dash(port.name),
-		port.number < 0 ? "-" : std::to_string(port.number),
+		port.number == NO_NUMBER ? "-" : std::to_string(port.number),
 		std::string(kind_text(port)),
 		std::string(direction_text(port.input)),
 		state_cell(port.active),
@@ -115,13 +115,13 @@ const Command LIST_COMMAND = {
 	"(can\n"
 	"be switched between both) or virtual (has no hardware).\n"
 	"\n"
-	"JSON: {\"ports\": [{\"number\": -1 or more, \"name\": text or null,\n"
-	"\"kind\", \"direction\": \"input\"|\"output\", \"active\": bool,\n"
-	"\"active_level\": \"open\"|\"closed\", \"properties\": {name: "
-	"bool}}]};\n"
-	"with --names also \"input_name\" and \"output_name\", null for a "
-	"port\n"
-	"that has none.",
+	"JSON: {\"ports\": [{\"number\": any 32-bit number, -1 for none,\n"
+	"\"name\": text or null, \"kind\", \"direction\": "
+	"\"input\"|\"output\",\n"
+	"\"active\": bool, \"active_level\": \"open\"|\"closed\",\n"
+	"\"properties\": {name: bool}}]}; with --names also \"input_name\" "
+	"and\n"
+	"\"output_name\", null for a port that has none.",
 	OPTION_NAMES,
 	0,
 	0,

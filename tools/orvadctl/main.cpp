@@ -81,8 +81,9 @@ int run_without_command(const Options &options, Output &output)
 	} else if (options.help) {
 		output.print(general_help());
 	} else {
-		fputs(general_help().c_str(), stderr);
-		return EXIT_USAGE;
+		util::Error missing;
+		set_usage_error(&missing, "missing command");
+		return report(missing.get(), nullptr);
 	}
 	return exit_status(output);
 }

@@ -215,6 +215,9 @@ std::string options_help(unsigned accepted)
 		if (accepts(accepted, option))
 			table.add_row({option_synopsis(option),
 				       std::string(option.description)});
+	table.add_row({std::string("      --"),
+		       std::string("no options after it: a number may be "
+				   "negative")});
 	return table.text(false);
 }
 

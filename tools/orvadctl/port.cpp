@@ -55,6 +55,8 @@ const Port *find_by_number(const std::vector<Port> &ports, gint32 number)
 {
 	if (const Port *port = reached_by(ports, number))
 		return port;
+	if (number == NO_NUMBER)
+		return nullptr;
 	auto found = std::find_if(
 		ports.rbegin(), ports.rend(),
 		[number](const Port &port) { return port.number == number; });

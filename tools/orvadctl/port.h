@@ -11,9 +11,12 @@
 namespace orvadctl
 {
 
+/// The number of a port that was not given any.
+constexpr gint32 NO_NUMBER = -1;
+
 struct Port {
-	std::string name;    ///< Configuration name; may be empty.
-	gint32 number = -1;  ///< -1: none.
+	std::string name; ///< Configuration name; may be empty.
+	gint32 number = NO_NUMBER;
 	bool active = false; ///< Its state.
 	bool input = false;  ///< What it works as now.
 	bool configurable = false;
@@ -34,7 +37,8 @@ bool ports_from_variant(GVariant *variant, std::vector<Port> &ports,
 
 /// The port that PORT on the command line means: the one with that number,
 /// else the one with that configuration name. Null with error set when there
-/// is none, or when several share the name.
+/// is none, or when several share the name. NO_NUMBER means the port that the
+/// daemon finds by it, if any.
 const Port *select_port(const std::vector<Port> &ports, const std::string &text,
 			GError **error);
 

@@ -73,11 +73,23 @@ TEST(ParsePortNumber, TakesWhatAPortCanHave)
 {
 	EXPECT_EQ(parse_port_number("0"), 0);
 	EXPECT_EQ(parse_port_number("2147483647"), 2147483647);
+	EXPECT_EQ(parse_port_number("-1"), -1);
+	EXPECT_EQ(parse_port_number("-7"), -7);
+	EXPECT_EQ(parse_port_number("-2147483648"), G_MININT32);
 }
 
 TEST(ParsePortNumber, NeverWrapsAround)
 {
-	for (const char *text : {"2147483648", "4294967295", "4294967297",
-				 "18446744073709551617", "-1", "1x", ""})
+	for (const char *text :
+	     {"2147483648", "4294967295", "4294967297", "18446744073709551617",
+	      "-2147483649", "-4294967295"})
 		EXPECT_EQ(parse_port_number(text), std::nullopt) << text;
+}
+
+TEST(ParsePortNumber, IsStrict)
+{
+	for (const char *text :
+	     {"", "-", "--7", "-+7", "- 7", "-7 ", "+7", " 7", "-0", "1x"})
+		EXPECT_EQ(parse_port_number(text), std::nullopt) << text;
+	EXPECT_EQ(parse_port_number("-7\0"s), std::nullopt);
 }

@@ -71,6 +71,8 @@ TEST(CommandOptions, EndAtTwoDashes)
 {
 	EXPECT_EQ(parse({"--", "--json"}, OPTIONS_COMMON).arguments,
 		  (Words{"--json"}));
+	EXPECT_EQ(parse({"--json", "--", "-7", "on"}, OPTIONS_COMMON).arguments,
+		  (Words{"-7", "on"}));
 }
 
 TEST(CommandOptions, OfAnotherCommandAreRefused)
@@ -78,6 +80,7 @@ TEST(CommandOptions, OfAnotherCommandAreRefused)
 	expect_usage_error({"--virtual"}, OPTION_COUNT);
 	expect_usage_error({"--count", "1"}, OPTION_VIRTUAL);
 	expect_usage_error({"-1"}, OPTION_VIRTUAL);
+	expect_usage_error({"-7"}, OPTION_COUNT);
 }
 
 TEST(CommandOptions, ValuesAreChecked)

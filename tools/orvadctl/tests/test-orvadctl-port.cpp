@@ -88,6 +88,24 @@ TEST(SelectPort, TakesNumberOrName)
 	EXPECT_EQ(select_port(ports, "door", nullptr), &ports[0]);
 }
 
+TEST(SelectPort, NumberMayBeNegative)
+{
+	const std::vector<Port> ports = {make_port("door", 7, "ioport"),
+					 make_port("lamp", -7, "ioport"),
+					 make_port("horn", -8, "hidden")};
+
+	EXPECT_EQ(select_port(ports, "-7", nullptr), &ports[1]);
+	EXPECT_EQ(select_port(ports, "-8", nullptr), &ports[2]);
+}
+
+TEST(SelectPort, NumberOfNoneMeansThePortThatTheDaemonFinds)
+{
+	const std::vector<Port> ports = {make_port("a", -1, "ioport"),
+					 make_port("b", -1, "hidden")};
+
+	EXPECT_EQ(select_port(ports, "-1", nullptr), &ports[0]);
+}
+
 TEST(SelectPort, NumberWinsOverName)
 {
 	const std::vector<Port> ports = {make_port("2", 1, "ioport"),
@@ -108,9 +126,10 @@ TEST(SelectPort, NameMayLookLikeANumberThatNoPortHas)
 TEST(SelectPort, UnknownPortIsAnError)
 {
 	const std::vector<Port> ports = {make_port("door", 1, "ioport"),
-					 make_port("", -1, "ioport")};
+					 make_port("", -1, "hidden")};
 
-	for (const char *text : {"2", "4294967297", "-1", "Door", ""}) {
+	for (const char *text :
+	     {"2", "4294967295", "4294967297", "-1", "Door", ""}) {
 		util::Error error;
 		EXPECT_EQ(select_port(ports, text, &error), nullptr) << text;
 		EXPECT_TRUE(error) << text;

@@ -1,0 +1,122 @@
+"""orvadctl against mocks of the daemon and of the event service."""
+
+import re
+
+import pytest
+from gi.repository import GLib
+
+from bus_client import EVENTS, STATE, STATE_PATH
+from mock_bus import (EVENTS_PATH, PRODUCER_XML, STATE_XML, Answer, Mock,
+                      PrivateBus)
+
+QEL_PATH = EVENTS_PATH + "/qel"
+TIME = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}"
+ISO_TIME = r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\+00:00"
+
+# The daemon lists the port added last first.
+PORTS = [
+    ("manualtrigger1", 33, False, False, False, False, [("virtual", True)]),
+    ("3", 4, False, True, True, False, [("ioport", True)]),
+    ("lamp", 3, False, False, False, True,
+     [("ioport", True), ("tampering", False)]),
+    ("Tür\n\x1b[2J", 2, True, True, False, True,
+     [("ioport", True), ("hidden", True)]),
+    ("twin", 5, False, True, False, False, [("ioport", True)]),
+    ("twin", 6, False, True, False, False, [("ioport", True)]),
+    ("", -1, False, True, False, False, []),
+]
+STARTING = (b"orvadctl: the port daemon is just starting or ending; try again "
+            b"in a moment\n")
+NO_PORT = Answer(error=("com.vexa.IOControl.Error.No_port", "No such port."))
+ANSWERS = {
+    "GetPortProps": Answer(len(PORTS), PORTS),
+    "GetNames": lambda port: {2: Answer("Front \n door", ""),
+                              3: Answer("", "Lamp")}.get(port, NO_PORT),
+    "GetActive": Answer("open", "closed"),
+    "GetUsage": Answer("Door switch"),
+    "SetState": lambda port, active: Answer() if port == 3 else Answer(
+        error=("com.vexa.IOControl.Error.Not_output", "Port not output.")),
+    "SetVirtual": Answer(),
+    "StartActionSequence": Answer(),
+}
+DESCRIPTION = {
+    "type": GLib.Variant("s", ""),
+    "property": GLib.Variant("s", "state"),
+    "keys": GLib.Variant("a{sv}", {
+        "topic0": GLib.Variant("s", "Device"),
+        "topic1": GLib.Variant("s", "IO"),
+        "port": GLib.Variant("i", 2)}),
+    "nice-names": GLib.Variant("a{s(ss)}", {"port": ("Port", "Front door")}),
+    "namespaces": GLib.Variant("a{ss}", {"topic0": "tns1",
+                                         "topic1": "tnsvexa"}),
+    "tags": GLib.Variant("a{sas}", {"port": ["onvif-source"]}),
+}
+VALUES = {
+    "topic0": GLib.Variant("s", "Device"),
+    "topic1": GLib.Variant("s", "IO"),
+    "port": GLib.Variant("i", 2),
+    "state": GLib.Variant("b", True),
+}
+
+
+@pytest.fixture(name="bus")
+def fixture_bus(tmp_path):
+    bus = PrivateBus(tmp_path)
+    yield bus
+    bus.stop()
+
+
+@pytest.fixture(name="make_mock")
+def fixture_make_mock(bus):
+    mocks = []
+
+    def make(name, objects):
+        mocks.append(Mock(bus.address, name, objects))
+        return mocks[-1]
+    yield make
+    for mock in mocks:
+        mock.stop()
+
+
+@pytest.fixture(name="make_daemon")
+def fixture_make_daemon(make_mock):
+    """make_daemon(xml=..., Method=Answer(...)): a mock of the daemon."""
+    def make(xml=STATE_XML, **answers):
+        return make_mock(STATE, {STATE_PATH: (xml, {**ANSWERS, **answers})})
+    return make
+
+
+@pytest.fixture(name="make_events")
+def fixture_make_events(make_mock):
+    """make_events(answer): a mock of the event service, one producer."""
+    def make(answer=Answer([(1, DESCRIPTION)]), xml=PRODUCER_XML):
+        answers = {"ListDeclarations": answer}
+        return make_mock(EVENTS, {QEL_PATH: (xml, answers)})
+    return make
+
+
+@pytest.fixture(name="run")
+def fixture_run(bus, program):
+    """run(words...): a whole run; its status, output and errors."""
+    def execute(*words, address=bus.address, env=None):
+        return program.run(address, *words, env=env)
+    return execute
+
+
+@pytest.fixture(name="start")
+def fixture_start(bus, start_on):
+    """start(words...): a run that goes on."""
+    return lambda *words: start_on(bus.address, *words)
+
+
+def output(result):
+    """The output of a run that has to have succeeded."""
+    assert (result.returncode, result.stderr) == (0, "")
+    return result.stdout
+
+
+def failure(result, status=1):
+    """The one line of a run that has to have failed."""
+    assert (result.returncode, result.stdout) == (status, "")
+    assert re.fullmatch(r"orvadctl: [^\n]+\n", result.stderr), result.stderr
+    return result.stderr[len("orvadctl: "):-1]
