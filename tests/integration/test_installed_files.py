@@ -1,0 +1,357 @@
+"""What a distribution installs: it is where the documentation says, and does
+what it is there for."""
+
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+
+import pytest
+
+from bus_client import (EVENTS, PRODUCER, PRODUCER_PATH, STATE, STATE_PATH,
+                        BusError)
+from lifecycle_support import LimitedSandbox, identity
+from ports_support import (Service, configuration, event, fixture_serve, port,
+                           read_parameters)
+from sandbox import QEL_GID, QEL_UID
+from waiting import DEADLINE, wait_until
+
+_ROOT = pathlib.Path(__file__).resolve().parents[2]
+_DATA = _ROOT / "data"
+_SYSUSERS = "sysusers.d/orvad.conf"
+_TMPFILES = "tmpfiles.d/orvad.conf"
+_UDEV = "udev/60-orvad-gpio.rules"
+_UNIT = "systemd/orvad.service"
+
+LAMP = 0
+PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
+GUEST = 64200
+
+# As a system bus starts out, but for signals, which it lets everybody hear.
+CLOSED_BUS = """
+  <policy context="default">
+    <allow user="*"/>
+    <deny own="*"/>
+    <deny send_type="method_call"/>
+    <deny receive_type="signal"/>
+    <allow send_type="signal"/>
+    <allow send_requested_reply="true" send_type="method_return"/>
+    <allow send_requested_reply="true" send_type="error"/>
+    <allow receive_type="method_call"/>
+    <allow receive_type="method_return"/>
+    <allow receive_type="error"/>
+    <allow receive_sender="org.freedesktop.DBus"/>
+    <allow send_destination="org.freedesktop.DBus"/>
+  </policy>
+"""
+
+
+def read(name):
+    return (_DATA / name).read_text("utf-8")
+
+
+def entries(name):
+    """The lines of a file that are no comments, as lists of fields."""
+    lines = (shlex.split(line, comments=True)
+             for line in read(name).splitlines())
+    return [line for line in lines if line]
+
+
+def documented_files():
+    """What the table of docs/installation.md says is installed."""
+    text = (_ROOT / "docs/installation.md").read_text("utf-8")
+    return set(re.findall(r"^\| `(/[^`]*)` \|", text.split("\n## ")[1], re.M))
+
+
+def test_every_file_is_installed_where_the_documentation_says(build, tmp_path):
+    subprocess.run(["meson", "install", "-C", build, "--no-rebuild", "--quiet",
+                    "--destdir", tmp_path], check=True)
+    installed = {f"/{path.relative_to(tmp_path)}"
+                 for path in tmp_path.rglob("*") if not path.is_dir()}
+    assert installed == documented_files()
+
+
+# The bus policy
+
+def shipped_policy():
+    """The policy elements of the shipped file."""
+    return re.search("<busconfig>(.*)</busconfig>",
+                     read("dbus/com.vexa.IOControl.conf"), re.S)[1]
+
+
+def as_guest(box, command, *argv, stdout, stderr=None):
+    """Starts gdbus on the sandbox's bus, as a user without rights."""
+    return subprocess.Popen(
+        ["gdbus", command, "--system", *argv], text=True,
+        stdin=subprocess.DEVNULL, stdout=stdout, stderr=stderr,
+        env={**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address},
+        user=GUEST, group=GUEST, extra_groups=[])
+
+
+def call_as_guest(box, name, path, method, *args):
+    """The status of a call by that user, its reply and its error."""
+    with as_guest(box, "call", "--dest", name, "--object-path", path,
+                  "--method", method, *args, stdout=subprocess.PIPE,
+                  stderr=subprocess.PIPE) as process:
+        reply, error = process.communicate(timeout=DEADLINE)
+    return process.returncode, reply.strip(), error
+
+
+def ask_for_name(box, name):
+    return call_as_guest(box, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                         "org.freedesktop.DBus.RequestName", name, "0")
+
+
+@pytest.fixture(name="service")
+def fixture_service(serve):
+    """The daemon on a bus that lets nobody do anything but for the shipped
+    policy."""
+    return serve(PORT, bus_policy=CLOSED_BUS + shipped_policy(),
+                 users={"guest": (GUEST, GUEST)})
+
+
+def test_closed_bus_lets_not_even_root_serve_without_the_policy(make_sandbox,
+                                                                connect):
+    box = make_sandbox(bus_policy=CLOSED_BUS)
+    box.start_bus()
+    for name in (STATE, EVENTS):
+        with pytest.raises(BusError, match="AccessDenied"):
+            connect(box).call("RequestName", "(su)", (name, 0),
+                              name="org.freedesktop.DBus",
+                              path="/org/freedesktop/DBus")
+
+
+@pytest.mark.parametrize("name", [STATE, EVENTS])
+def test_policy_lets_the_daemon_serve_as_qel(service, name):
+    assert service.client.call(
+        "GetConnectionUnixUser", "(s)", (name,), name="org.freedesktop.DBus",
+        path="/org/freedesktop/DBus") == (QEL_UID,)
+
+
+@pytest.mark.parametrize("name", [STATE, EVENTS])
+def test_policy_lets_nobody_else_serve(service, name):
+    status, _, error = ask_for_name(service.box, name)
+    assert status != 0
+    assert "org.freedesktop.DBus.Error.AccessDenied" in error
+
+
+def test_policy_lets_everybody_use_the_ports(service):
+    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.SetState",
+                         str(LAMP), "true") == (0, "()", "")
+    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.GetState",
+                         str(LAMP)) == (0, "(true,)", "")
+
+
+def test_policy_lets_everybody_read_declarations(service):
+    status, reply, _ = call_as_guest(
+        service.box, EVENTS, PRODUCER_PATH, f"{PRODUCER}.ListDeclarations")
+    assert status == 0
+    assert "'port'" in reply
+
+
+@pytest.mark.parametrize("name, signal", [
+    (STATE, f"{STATE}.PortChanged"), (EVENTS, f"{PRODUCER}.Event")])
+def test_policy_lets_everybody_hear_signals(service, tmp_path, name, signal):
+    heard = tmp_path / "heard"
+    with heard.open("wb") as output, as_guest(
+            service.box, "monitor", "--dest", name, stdout=output) as monitor:
+        try:
+            wait_until(lambda: "is owned by" in heard.read_text(),
+                       "the monitor to listen")
+            service.call("SetState", LAMP, True)
+            wait_until(lambda: signal in heard.read_text(), signal)
+        finally:
+            monitor.kill()
+
+
+# The unit
+
+def unit_settings():
+    """The unit's settings: name -> words of all its values."""
+    settings = {}
+    for line in read(_UNIT).splitlines():
+        name, assigned, value = line.partition("=")
+        if assigned and not line.startswith("#"):
+            settings.setdefault(name, []).extend(value.split())
+    return settings
+
+
+def test_unit_starts_an_installed_program():
+    program, = unit_settings()["ExecStart"]
+    assert program in documented_files()
+
+
+def test_unit_leaves_the_capabilities_that_the_start_needs(build, connect):
+    known = subprocess.run(["setpriv", "--list-caps"], check=True, text=True,
+                           capture_output=True).stdout.split()
+    left = {name.removeprefix("CAP_").lower()
+            for name in unit_settings()["CapabilityBoundingSet"]}
+    assert left < set(known)
+    with LimitedSandbox(build, lacking=set(known) - left,
+                        config=configuration(PORT), orvad_conf="") as box:
+        saved = box.etc / "orvad/orvad.conf"
+        os.chown(saved, QEL_UID, QEL_GID)
+        saved.chmod(0o660)
+        service = Service(box, connect)
+        assert identity(service.daemon.pid) == (QEL_UID, QEL_GID)
+        after = saved.stat()
+        assert (after.st_uid, after.st_gid, after.st_mode & 0o7777) == (
+            QEL_UID, QEL_GID, 0o660)
+        assert service.daemon.stderr() == ""
+
+
+# Users and folders
+
+def declared_users():
+    """The users and the groups that the users' file declares."""
+    lines = entries(_SYSUSERS)
+    users = {line[1] for line in lines if line[0] == "u"}
+    return users, users | {line[1] for line in lines if line[0] == "g"}
+
+
+def test_users_file_declares_what_it_says():
+    """sysusers.d(5): type, name, id, then a text, home and shell; or, of type
+    m, a user and a group."""
+    users, groups = declared_users()
+    memberships = []
+    for kind, name, value, *rest in entries(_SYSUSERS):
+        if kind == "m":
+            memberships.append((name, value))
+        else:
+            assert kind in "ug"
+            assert value == "-"
+            assert len(rest) <= (3 if kind == "u" else 0)
+    assert users == {"qel"}
+    assert memberships == [("qel", "gpio")]
+    assert "gpio" in groups
+
+
+def test_folders_file_names_only_known_users():
+    """tmpfiles.d(5): type, path, mode, user, group, age."""
+    users, groups = declared_users()
+    made = {pathlib.PurePosixPath("/etc")}
+    for kind, path, mode, user, group, age in entries(_TMPFILES):
+        folder = pathlib.PurePosixPath(path)
+        assert (kind, age) == ("d", "-")
+        assert re.fullmatch("0[0-7]{3}", mode)
+        assert user in users | {"root"}
+        assert group in groups | {"root"}
+        assert folder.parent in made
+        made.add(folder)
+
+
+def make_folders(box):
+    """Gives the sandbox's folders the owners and modes of the file."""
+    ids = {"root": 0, "qel": QEL_UID}
+    groups = {"root": 0, "qel": QEL_GID}
+    for _, path, mode, user, group, _ in entries(_TMPFILES):
+        folder = box.etc / pathlib.PurePosixPath(path).relative_to("/etc")
+        folder.mkdir(exist_ok=True)
+        folder.chmod(int(mode, 8))
+        os.chown(folder, ids[user], groups[group])
+
+
+def test_folders_let_the_daemon_save_as_qel(serve):
+    service = serve(PORT, conf_owner="root", prepare=make_folders)
+    assert identity(service.daemon.pid) == (QEL_UID, QEL_GID)
+    service.call("SetName", LAMP, False, "Hall")
+    service.settle()
+    saved = read_parameters(service.parameter_file)
+    assert any("Hall" in group.values() for group in saved.values())
+
+
+# The udev rules
+
+UDEV_KEY = re.compile(
+    r'(ACTION|KERNEL|SUBSYSTEM|GROUP|MODE|RUN|GOTO|LABEL)'
+    r'(==|!=|\+=|=)"([^"]*)"')
+
+
+def rules():
+    """The rules, each a list of (key, operator, value); udev(7)."""
+    found = []
+    for line in read(_UDEV).splitlines():
+        if not line or line.startswith("#"):
+            continue
+        keys = UDEV_KEY.findall(line)
+        assert ", ".join(f'{key}{how}"{value}"'
+                         for key, how, value in keys) == line
+        found.append(keys)
+    return found
+
+
+def programs(**device):
+    """What the rules run for a device, as udev reads rules."""
+    run, target = [], None
+    for rule in rules():
+        labels = [value for key, _, value in rule if key == "LABEL"]
+        if target is not None and target not in labels:
+            continue
+        target = None
+        if not all(pathlib.PurePath(device[key]).match(value) == (how == "==")
+                   for key, how, value in rule if how in ("==", "!=")):
+            continue
+        run += [value for key, _, value in rule if key == "RUN"]
+        target = next((value for key, _, value in rule if key == "GOTO"), None)
+    assert target is None, "GOTO without a LABEL behind it"
+    return run
+
+
+def run_programs(box, path, **device):
+    """Runs in the sandbox what the rules run for the device."""
+    for value in programs(**device):
+        line = value.replace("%S", "/sys").replace("%p", path)
+        program = box.start_program(shlex.split(line.replace("$$", "$")))
+        assert (program.finish(), program.output()) == (0, "")
+
+
+def make_attributes(folder, *names):
+    folder.mkdir(parents=True)
+    for name in names:
+        (folder / name).touch()
+        (folder / name).chmod(0o200)
+
+
+def qel_may_write(path):
+    status = path.stat()
+    return status.st_gid == QEL_GID and status.st_mode & 0o020 != 0
+
+
+def test_udev_rules_let_qel_export_lines(make_sandbox):
+    box = make_sandbox()
+    folder = box.sys / "class/gpio"
+    make_attributes(folder, "export", "unexport", "other")
+    run_programs(box, "/devices/gpiochip0", ACTION="add", SUBSYSTEM="gpio",
+                 KERNEL="gpiochip0")
+    assert {path.name for path in folder.iterdir() if qel_may_write(path)} == {
+        "export", "unexport"}
+
+
+@pytest.mark.parametrize("line", ["gpio7", "door-contact"])
+@pytest.mark.parametrize("attributes", [
+    {"direction", "edge", "active_low", "value"}, {"active_low", "value"}],
+    ids=["any line", "fixed line"])
+def test_udev_rules_let_qel_use_exported_lines(make_sandbox, line, attributes):
+    box = make_sandbox()
+    folder = box.sys / "devices" / line
+    make_attributes(folder, "uevent", *attributes)
+    run_programs(box, f"/devices/{line}", ACTION="add", SUBSYSTEM="gpio",
+                 KERNEL=line)
+    assert {path.name for path in folder.iterdir()
+            if qel_may_write(path)} == attributes
+
+
+@pytest.mark.parametrize("device", [
+    {"ACTION": "remove", "SUBSYSTEM": "gpio", "KERNEL": "gpio7"},
+    {"ACTION": "add", "SUBSYSTEM": "mem", "KERNEL": "gpio7"}])
+def test_udev_rules_leave_other_devices_alone(device):
+    assert not programs(**device)
+
+
+def test_udev_rules_name_declared_groups_only():
+    _, groups = declared_users()
+    named = {value for rule in rules() for key, _, value in rule
+             if key == "GROUP"}
+    named.update(re.findall(r"chgrp (\S+)", read(_UDEV)))
+    assert named == {"gpio", "qel"} <= groups
