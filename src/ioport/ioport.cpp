@@ -24,7 +24,7 @@ using TableCall = const IOPortFunctions *(*)(IOPort *port);
 /// By kind; null for the kinds that this build has no backend for.
 constexpr TableCall kTableCalls[BACKEND_COUNT] = {
 	virtual_setup_functions,
-	nullptr, // gpio
+	libugpio_setup_functions,
 	nullptr, // spiadc
 	nullptr, // spi
 	nullptr, // iio

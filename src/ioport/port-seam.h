@@ -15,6 +15,7 @@
 // a zeroed private record when it has none.
 
 const IOPortFunctions *virtual_setup_functions(IOPort *port);
+const IOPortFunctions *libugpio_setup_functions(IOPort *port);
 const IOPortFunctions *sysfs_setup_functions(IOPort *port);
 const IOPortFunctions *null_setup_functions();
 const IOPortFunctions *check_setup_functions(IOPort *port);

@@ -21,6 +21,7 @@ void make_data(IOPort *port)
 constexpr SupervisedRange kParsedRange = {SUPERVISED_CUT, 2, 1};
 
 constexpr char kVirtual[] = "virtual";
+constexpr char kGpio[] = "gpio";
 constexpr char kSysfs[] = "sysfs";
 constexpr char kNull[] = "null";
 constexpr char kCheck[] = "check";
@@ -161,6 +162,7 @@ constexpr IOPortFunctions full_table()
 }
 
 constexpr IOPortFunctions virtual_table = plain_table<kVirtual>();
+constexpr IOPortFunctions gpio_table = plain_table<kGpio>();
 constexpr IOPortFunctions sysfs_table = plain_table<kSysfs>();
 constexpr IOPortFunctions null_table = plain_table<kNull>();
 constexpr IOPortFunctions check_table = plain_table<kCheck>();
@@ -198,6 +200,12 @@ const IOPortFunctions *virtual_setup_functions(IOPort *port)
 {
 	make_data(port);
 	return &virtual_table;
+}
+
+const IOPortFunctions *libugpio_setup_functions(IOPort *port)
+{
+	make_data(port);
+	return &gpio_table;
 }
 
 const IOPortFunctions *sysfs_setup_functions(IOPort *port)

@@ -1,10 +1,10 @@
 #pragma once
 
 /// Backends that record every call but get_state, as "<backend>.<slot>(port,
-/// arguments)", and do as they are told. The table calls of virtual, null,
-/// sysfs and check give tables with the slots that the real ones have. A
-/// configuration item of the element "range" adds a range to the port's list,
-/// as those of supervised backends do.
+/// arguments)", and do as they are told. The table calls of virtual,
+/// gpio, null, sysfs and check give tables with the slots that the real ones
+/// have. A configuration item of the element "range" adds a range to the port's
+/// list, as those of supervised backends do.
 
 #include "ioport/ioport.h"
 

@@ -1,0 +1,118 @@
+#include "backends/libugpio-utils.h"
+
+#include "util/assert.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+
+constexpr const char *kModule = "libugpio-utils.c";
+
+/// What the library is asked for; the reserved bits are its own business.
+constexpr unsigned kInputFlags = UGPIO_DIRECTION_IN | UGPIO_TRIGGER_FALLING |
+				 UGPIO_TRIGGER_RISING | UGPIO_RESERVED_40 |
+				 UGPIO_RESERVED_100;
+constexpr unsigned kOutputFlags = UGPIO_RESERVED_40;
+static_assert(kInputFlags == 0x14D);
+static_assert((kOutputFlags | UGPIO_INITIAL_HIGH) == 0x42);
+
+unsigned request_flags(const GpioPin *pin, bool is_input, bool state)
+{
+	if (is_input)
+		return kInputFlags;
+	const bool high = state != (pin->inverted != 0);
+	return high ? kOutputFlags | UGPIO_INITIAL_HIGH : kOutputFlags;
+}
+
+const char *alias_text(const GpioPin *pin)
+{
+	return pin->alias ? pin->alias->c_str() : "(null)";
+}
+
+bool request(GpioPin *pin, unsigned flags)
+{
+	libugpio_close_gpio_pin(pin);
+	pin->gpio.reset(
+		pin->alias ? ugpio_request_one_named(pin->alias->c_str(), flags)
+			   : ugpio_request_one(static_cast<unsigned>(pin->pin),
+					       flags, "pin"));
+	if (!pin->gpio)
+		g_warning("Failed to allocate pin %d/%s", pin->pin,
+			  alias_text(pin));
+	return pin->gpio != nullptr;
+}
+
+bool open_line(const GpioPin *pin)
+{
+	if (ugpio_full_open(pin->gpio.get()) == -1) {
+		g_warning("Failed to open pin fd!");
+		return false;
+	}
+	if (ugpio_set_activelow(pin->gpio.get(), pin->inverted != 0) != 0) {
+		g_warning("Failed set active low!");
+		return false;
+	}
+	return true;
+}
+
+} // namespace
+
+void libugpio_parse_data_pin(GpioPinPtr &pin, const char *key,
+			     const char *value)
+{
+	constexpr unsigned kDecimal = 10;
+	if (!pin)
+		pin = std::make_unique<GpioPin>();
+	if (std::strcmp(key, "pin") == 0)
+		pin->pin = static_cast<gint32>(
+			g_ascii_strtoll(value, nullptr, kDecimal));
+	else if (std::strcmp(key, "alias") == 0)
+		pin->alias = value;
+	else if (std::strcmp(key, "inverted") == 0)
+		pin->inverted = std::strcmp(value, "true") == 0;
+}
+
+/// An output's level is written once more after the request: an active-low
+/// line means it the other way round only now.
+bool libugpio_port_init_gpio_pin(GpioPin *pin, bool is_input, bool state)
+{
+	if (pin == nullptr)
+		return false;
+	const unsigned flags = request_flags(pin, is_input, state);
+	if (!request(pin, flags) || !open_line(pin))
+		return false;
+	if (!is_input &&
+	    ugpio_set_value(pin->gpio.get(),
+			    (flags & UGPIO_INITIAL_HIGH) != 0) == -1)
+		g_warning("Failed to set state on port!\n");
+	return true;
+}
+
+bool libugpio_set_gpio_pin(GpioPin *pin, int value)
+{
+	MODULE_ASSERT(kModule, pin != NULL);
+	errno = 0;
+	if (ugpio_set_value(pin->gpio.get(), value) != -1)
+		return true;
+	g_warning("Failed to set gpio pin %s: %s", alias_text(pin),
+		  g_strerror(errno));
+	return false;
+}
+
+int libugpio_get_gpio_pin(const GpioPin *pin)
+{
+	return pin != nullptr ? ugpio_get_value(pin->gpio.get()) : -1;
+}
+
+void libugpio_close_gpio_pin(GpioPin *pin)
+{
+	if (pin != nullptr)
+		pin->gpio.reset();
+}
+
+void libugpio_free_gpio_pin(GpioPinPtr &pin)
+{
+	pin.reset();
+}

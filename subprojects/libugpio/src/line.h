@@ -1,0 +1,66 @@
+#pragma once
+
+/// A line that is exported to user space.
+
+#include "attribute.h"
+
+#include <memory>
+#include <string>
+
+namespace ugpio_sysfs
+{
+
+/// Where the kernel shows its lines.
+constexpr const char *kRoot = "/sys/class/gpio";
+
+/// A folder of attributes of a line; see ugpio.h for what the calls do. Null
+/// and false: errno.
+class Line
+{
+public:
+	/// The line of that number, exported if it is not.
+	static std::unique_ptr<Line> of_number(const std::string &root,
+					       unsigned number, unsigned flags);
+	/// The line that is exported under that name; null with ENOENT when
+	/// none is.
+	static std::unique_ptr<Line> of_exported_name(const std::string &root,
+						      const std::string &name,
+						      unsigned flags);
+	~Line();
+	Line(const Line &) = delete;
+	Line &operator=(const Line &) = delete;
+
+	bool open_value();
+	void close_value();
+	bool set_active_low(bool active_low);
+	/// 0, 1 or -1.
+	int value() const;
+	bool set_value(bool value) const;
+	/// -1 while the value is not open.
+	int fd() const
+	{
+		return value_.get();
+	}
+
+private:
+	Line(std::string folder, unsigned flags);
+
+	std::string file(const char *attribute) const
+	{
+		return folder_ + "/" + attribute;
+	}
+	bool wait_for_attributes() const;
+	bool configure() const;
+	/// Writes an attribute that lines of some chips do not have.
+	bool write_if_present(const char *attribute, const char *text) const;
+
+	std::string folder_;
+	unsigned flags_;
+	/// What to write, and where, to give the line back; empty when it is
+	/// not ours.
+	std::string unexport_file_;
+	std::string number_;
+	UniqueFd value_;
+};
+
+} // namespace ugpio_sysfs

@@ -1,0 +1,186 @@
+#include "gpio-fixture.h"
+
+#include "wait-until.h"
+
+#include <cerrno>
+
+namespace
+{
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/// What the daemon announces of the fixture's port, an input that is not
+/// inverted.
+std::string announced(bool state)
+{
+	return std::string("iocontrol_emit_port_changed(4, virtual=0, "
+			   "hidden=0, input=1, virtual_trig=0, state=") +
+	       (state ? "1" : "0") + ", activelow=0)";
+}
+
+class EdgeWatchTest : public GpioTest
+{
+protected:
+	void watch()
+	{
+		configure_and_set_up(PORT_INPUT);
+		io_port_set_watch(port_.get());
+	}
+	/// Lets the main loop do what there is to do now.
+	static void turn()
+	{
+		while (g_main_context_iteration(nullptr, FALSE)) {
+		}
+	}
+	/// The announcements; forgets them.
+	std::vector<std::string> announcements()
+	{
+		std::vector<std::string> found;
+		for (const std::string &call : calls()) {
+			if (call.starts_with("iocontrol_emit_port_changed"))
+				found.push_back(call);
+		}
+		return found;
+	}
+};
+
+TEST_F(EdgeWatchTest, AnEdgeReportsTheState)
+{
+	watch();
+	fake_ugpio::set_values("1", {1});
+	fake_ugpio::edge("1");
+	turn();
+	EXPECT_THAT(announcements(), ElementsAre(announced(true)));
+	turn();
+	EXPECT_THAT(announcements(), IsEmpty());
+}
+
+TEST_F(EdgeWatchTest, WithoutAnEdgeNothingHappens)
+{
+	watch();
+	turn();
+	EXPECT_THAT(calls(), IsEmpty());
+}
+
+TEST_F(EdgeWatchTest, ASecondChangeWhileTheFirstIsReportedIsReportedToo)
+{
+	watch();
+	// Looked at, reported as 1, then 0: reported as 0, still 0.
+	fake_ugpio::set_values("1", {1, 1, 0, 0, 0});
+	fake_ugpio::edge("1");
+	turn();
+	EXPECT_THAT(announcements(),
+		    ElementsAre(announced(true), announced(false)));
+}
+
+TEST_F(EdgeWatchTest, ALineThatTogglesAsItIsReadGivesWayAndGoesOn)
+{
+	watch();
+	std::vector<int> values = {0};
+	for (int i = 0; i < 2 * 100; ++i)
+		values.push_back(i % 2);
+	fake_ugpio::set_values("1", values);
+	bool other_turn = false;
+	g_idle_add_full(
+		G_PRIORITY_DEFAULT,
+		[](gpointer done) -> gboolean {
+			*static_cast<bool *>(done) = true;
+			return G_SOURCE_REMOVE;
+		},
+		&other_turn, nullptr);
+	fake_ugpio::edge("1");
+	g_main_context_iteration(nullptr, FALSE);
+	EXPECT_TRUE(other_turn);
+	EXPECT_THAT(announcements(), SizeIs(64));
+	turn();
+	const auto rest = announcements();
+	ASSERT_THAT(rest, testing::Not(IsEmpty()));
+	EXPECT_EQ(rest.back(), announced(true));
+}
+
+TEST_F(EdgeWatchTest, ArmedTwiceThereIsOneWatch)
+{
+	watch();
+	const guint first = data()->watch.id();
+	io_port_set_watch(port_.get());
+	EXPECT_EQ(g_main_context_find_source_by_id(nullptr, first), nullptr);
+	fake_ugpio::edge("1");
+	turn();
+	EXPECT_THAT(announcements(), SizeIs(1));
+}
+
+TEST_F(EdgeWatchTest, AnOutputsLineIsWatchedWhenItIsAskedFor)
+{
+	configure_and_set_up(PORT_OUTPUT);
+	functions_->set_watch(port_.get());
+	fake_ugpio::set_values("2", {1});
+	fake_ugpio::edge("2");
+	turn();
+	EXPECT_THAT(announcements(),
+		    ElementsAre(HasSubstr("input=0, virtual_trig=0, state=1")));
+}
+
+TEST_F(EdgeWatchTest, WithoutALineThereIsNoWatch)
+{
+	configure(PORT_INPUT);
+	functions_->set_watch(port_.get());
+	EXPECT_EQ(data()->watch.id(), 0U);
+	functions_->free(port_.get());
+	functions_->set_watch(port_.get());
+	EXPECT_EQ(port_->backend_data, nullptr);
+}
+
+TEST_F(EdgeWatchTest, ALineThatIsGoneIsWarnedOfOnceAndWatchedNoMore)
+{
+	watch();
+	fake_ugpio::unexport("1");
+	turn();
+	EXPECT_THAT(log_.warnings(), ElementsAre("Cannot read the line of port "
+						 "4: No such device"));
+	EXPECT_EQ(data()->watch.id(), 0U);
+	EXPECT_THAT(announcements(), IsEmpty());
+	EXPECT_FALSE(g_main_context_pending(nullptr));
+}
+
+TEST_F(EdgeWatchTest, ALineThatCannotBeReadForAWhileIsWatchedAgainAfterwards)
+{
+	watch();
+	fake_ugpio::fail("ugpio_get_value", EIO);
+	fake_ugpio::edge("1");
+	turn();
+	EXPECT_THAT(log_.warnings(), ElementsAre("Cannot read the line of port "
+						 "4: Input/output error"));
+	EXPECT_EQ(data()->watch.id(), 0U);
+	EXPECT_THAT(announcements(), IsEmpty());
+
+	fake_ugpio::fail("ugpio_get_value", 0);
+	fake_ugpio::set_values("1", {1});
+	ASSERT_TRUE(wait_until([this] { return data()->watch.id() != 0; }));
+	EXPECT_THAT(announcements(), ElementsAre(announced(true)));
+	EXPECT_THAT(log_.warnings(), SizeIs(1));
+	fake_ugpio::set_values("1", {0});
+	fake_ugpio::edge("1");
+	turn();
+	EXPECT_THAT(announcements(), ElementsAre(announced(false)));
+}
+
+TEST_F(EdgeWatchTest, AClosedPortReportsNothingMore)
+{
+	watch();
+	std::vector<int> values = {0};
+	for (int i = 0; i < 2 * 100; ++i)
+		values.push_back(i % 2);
+	fake_ugpio::set_values("1", values);
+	fake_ugpio::edge("1");
+	g_main_context_iteration(nullptr, FALSE);
+	io_port_close(port_.get());
+	calls();
+	turn();
+	EXPECT_THAT(calls(), IsEmpty());
+}
+
+} // namespace
