@@ -8,6 +8,7 @@ BUILD_PACKAGES=(
 	build-essential pkg-config meson ninja-build python3
 	libglib2.0-dev libglib2.0-dev-bin libjson-glib-dev
 	libgtest-dev libgmock-dev
+	libgpiod-dev libfuse3-dev fuse3
 	dbus-daemon libglib2.0-bin bubblewrap
 )
 TEST_PACKAGES=(

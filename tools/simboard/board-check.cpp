@@ -1,0 +1,181 @@
+#include "board-check.h"
+
+#include "error.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+
+namespace simboard
+{
+
+namespace
+{
+
+constexpr const char *NAME_CHARACTERS = "letters, digits, . _ : + -";
+
+/// Names are words of commands, columns of the history and folders.
+bool is_name(const std::string &name)
+{
+	auto fits = [](char c) {
+		return g_ascii_isalnum(c) ||
+		       std::string_view("._:+-").find(c) !=
+			       std::string_view::npos;
+	};
+	return !name.empty() && name != "." && name != ".." &&
+	       std::all_of(name.begin(), name.end(), fits);
+}
+
+bool is_number(const std::string &name)
+{
+	return std::all_of(name.begin(), name.end(),
+			   [](char c) { return g_ascii_isdigit(c); });
+}
+
+class Checker
+{
+public:
+	Checker(const BoardDescription &board, const char *path, GError **error)
+		: board_(board), path_(path), error_(error)
+	{
+	}
+	bool check();
+
+private:
+	bool refuse(const std::string &where, const std::string &reason)
+	{
+		set_usage_error(error_, "%s: %s: %s", path_, where.c_str(),
+				reason.c_str());
+		return false;
+	}
+	bool check_name(const std::string &group, const std::string &name);
+	bool check_folder(const std::string &where, const std::string &folder);
+	bool check_chip(const ChipDescription &chip);
+	bool check_line(const LineDescription &line);
+	bool check_follows(const LineDescription &line);
+	bool is_on_chip(unsigned number) const;
+
+	const BoardDescription &board_;
+	const char *path_;
+	GError **error_;
+	std::set<std::string> names_;
+	std::set<std::string> folders_{"export", "unexport"};
+	std::map<unsigned, std::string> numbers_;
+	std::vector<const ChipDescription *> chips_;
+};
+
+bool Checker::check_name(const std::string &group, const std::string &name)
+{
+	if (!is_name(name) || is_number(name))
+		return refuse(group, std::string("the name must be of ") +
+					     NAME_CHARACTERS +
+					     ", and not a number");
+	if (!names_.insert(name).second)
+		return refuse(group, "the name is used twice");
+	return true;
+}
+
+bool Checker::check_folder(const std::string &where, const std::string &folder)
+{
+	if (!is_name(folder))
+		return refuse(where, "\"" + folder + "\" is not of " +
+					     NAME_CHARACTERS);
+	if (!folders_.insert(folder).second)
+		return refuse(where, "\"" + folder + "\" is used twice");
+	return true;
+}
+
+bool Checker::check_chip(const ChipDescription &chip)
+{
+	std::string group = "[Chip " + chip.name + "]";
+
+	if (!check_name(group, chip.name))
+		return false;
+	for (const ChipDescription *other : chips_)
+		if (chip.base < other->base + other->lines &&
+		    other->base < chip.base + chip.lines)
+			return refuse(group + " Base",
+				      "the chip overlaps " + other->name);
+	chips_.push_back(&chip);
+	folders_.insert("gpiochip" + std::to_string(chip.base));
+	return true;
+}
+
+bool Checker::is_on_chip(unsigned number) const
+{
+	return std::any_of(chips_.begin(), chips_.end(), [number](auto *chip) {
+		return number >= chip->base &&
+		       number < chip->base + chip->lines;
+	});
+}
+
+/// A folder name that the kernel would give to another line.
+bool is_other_line(const std::string &folder, unsigned number)
+{
+	return folder.starts_with("gpio") && folder.size() > strlen("gpio") &&
+	       is_number(folder.substr(strlen("gpio"))) &&
+	       folder != "gpio" + std::to_string(number);
+}
+
+bool Checker::check_line(const LineDescription &line)
+{
+	std::string group = "[Line " + line.name + "]";
+
+	if (!check_name(group, line.name))
+		return false;
+	if (!is_on_chip(line.number))
+		return refuse(group + " Number",
+			      "no chip has line " +
+				      std::to_string(line.number));
+	auto [place, fresh] = numbers_.emplace(line.number, line.name);
+	if (!fresh)
+		return refuse(group + " Number", "is that of " + place->second);
+	if (line.folder.empty())
+		return true;
+	if (is_other_line(line.folder, line.number))
+		return refuse(group + " Exported",
+			      "\"" + line.folder + "\" is another line's");
+	return check_folder(group + " Exported", line.folder);
+}
+
+bool Checker::check_follows(const LineDescription &line)
+{
+	std::string where = "[Line " + line.name + "] Follows";
+	auto target = std::find_if(
+		board_.lines.begin(), board_.lines.end(),
+		[&](auto &other) { return other.name == line.follows; });
+
+	if (line.follows.empty())
+		return true;
+	if (target == board_.lines.end())
+		return refuse(where, "there is no line " + line.follows);
+	if (target->wiring != Wiring::RELAY &&
+	    target->wiring != Wiring::CONTROL)
+		return refuse(where,
+			      line.follows + " is neither relay nor control");
+	if (line.wiring != Wiring::WIRE)
+		return refuse(where, "only a wire can follow");
+	return true;
+}
+
+bool Checker::check()
+{
+	for (const ChipDescription &chip : board_.chips)
+		if (!check_chip(chip))
+			return false;
+	for (const LineDescription &line : board_.lines)
+		if (!check_line(line) || !check_follows(line))
+			return false;
+	return true;
+}
+
+} // namespace
+
+bool check_board(const BoardDescription &board, const char *path,
+		 GError **error)
+{
+	return Checker(board, path, error).check();
+}
+
+} // namespace simboard

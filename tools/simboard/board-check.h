@@ -1,0 +1,16 @@
+#pragma once
+
+/// Whether the parts of a described board fit together.
+
+#include "board-file.h"
+
+namespace simboard
+{
+
+/// False with a usage error set, which names the file, the group and the key,
+/// when a name is not usable or used twice, chips overlap, a line is on no
+/// chip or is taken twice, or a line follows what it cannot follow.
+bool check_board(const BoardDescription &board, const char *path,
+		 GError **error);
+
+} // namespace simboard

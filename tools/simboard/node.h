@@ -1,0 +1,131 @@
+#pragma once
+
+/// The tree of files that a board shows, free of how it is mounted. Folders
+/// hold nodes; a file makes an OpenFile for each open(), which answers reads,
+/// writes and poll. Everything is answered at once, in the main loop's thread;
+/// errors are errno numbers, 0 is success.
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace simboard
+{
+
+class Node
+{
+public:
+	/// @param file_mode type and permissions, as in st_mode.
+	explicit Node(mode_t file_mode);
+	virtual ~Node() = default;
+	Node(const Node &) = delete;
+	Node &operator=(const Node &) = delete;
+
+	/// Never given to another node, so that nothing takes a new file for a
+	/// removed one of the same name.
+	const std::uint64_t number;
+	/// Whoever shows the tree enforces these.
+	mode_t mode;
+	uid_t owner = 0;
+	gid_t group = 0;
+
+	/// Whether it was taken out of the tree. Those who have it open keep
+	/// it; it never comes back.
+	bool removed() const
+	{
+		return removed_;
+	}
+	/// Called by the folder that drops it.
+	virtual void remove()
+	{
+		removed_ = true;
+	}
+
+private:
+	bool removed_ = false;
+};
+
+using NodePtr = std::shared_ptr<Node>;
+
+class Folder : public Node
+{
+public:
+	explicit Folder(mode_t permissions = 0755) : Node(S_IFDIR | permissions)
+	{
+	}
+
+	const std::map<std::string, NodePtr> &children() const
+	{
+		return children_;
+	}
+	/// The node of that name; null when there is none.
+	NodePtr find(const std::string &name) const;
+
+	/// Adds a node under a name that is free, and returns it.
+	template <typename T>
+	std::shared_ptr<T> add(const std::string &name, std::shared_ptr<T> node)
+	{
+		children_.emplace(name, node);
+		return node;
+	}
+	/// Takes the node, with all below it, out of the tree.
+	void drop(const std::string &name);
+	void remove() override;
+
+private:
+	std::map<std::string, NodePtr> children_;
+};
+
+/// The folder at a path of names below root; makes those that are missing.
+std::shared_ptr<Folder> make_folders(const std::shared_ptr<Folder> &root,
+				     const std::string &path);
+
+/// What one open() gave. It keeps its file in memory.
+class OpenFile
+{
+public:
+	virtual ~OpenFile() = default;
+
+	/// Gives at most size bytes; none is the end of the file.
+	virtual int read(std::size_t size, off_t offset, std::string &data) = 0;
+	/// Takes all of data or none.
+	virtual int write(std::string_view data, pid_t process) = 0;
+	/// The conditions that hold, as poll() reports them.
+	virtual unsigned poll() = 0;
+
+	/// Has wake called once when poll() has become worth another look;
+	/// replaces an earlier one.
+	void when_ready(std::function<void()> wake)
+	{
+		wake_ = std::move(wake);
+	}
+
+protected:
+	/// To be called when the answer of poll() has changed.
+	void ready();
+
+private:
+	std::function<void()> wake_;
+};
+
+class File : public Node
+{
+public:
+	explicit File(mode_t permissions) : Node(S_IFREG | permissions)
+	{
+	}
+
+	/// @param flags as for open().
+	/// @param opened is set on success.
+	/// @param self this, shared.
+	virtual int open(int flags, const std::shared_ptr<File> &self,
+			 std::unique_ptr<OpenFile> &opened) = 0;
+};
+
+} // namespace simboard

@@ -1,0 +1,63 @@
+#include "serve.h"
+
+#include "control.h"
+#include "error.h"
+#include "fuse-layer.h"
+#include "gpio-files.h"
+
+#include <glib-unix.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace simboard
+{
+
+namespace
+{
+
+gboolean on_signal(gpointer loop)
+{
+	g_main_loop_quit(static_cast<GMainLoop *>(loop));
+	return G_SOURCE_CONTINUE;
+}
+
+} // namespace
+
+bool serve(const std::string &board_file, const std::string &mount_point,
+	   const std::string &socket, GError **error)
+{
+	BoardDescription description;
+
+	if (!read_board_file(board_file.c_str(), description, error))
+		return false;
+
+	util::MainLoopPtr loop(g_main_loop_new(nullptr, FALSE));
+	util::ScopedSource terminate(
+		g_unix_signal_add(SIGTERM, on_signal, loop.get()));
+	util::ScopedSource interrupt(
+		g_unix_signal_add(SIGINT, on_signal, loop.get()));
+	auto root = std::make_shared<Folder>();
+	Board board(description);
+	GpioFiles gpio(board, make_folders(root, "sys/class/gpio"));
+	Hand hand(board);
+	Control control(board, hand);
+	FuseLayer layer(root);
+	bool unmounted = false;
+
+	auto on_unmount = [&] {
+		unmounted = true;
+		g_main_loop_quit(loop.get());
+	};
+	if (!control.listen(socket, error) ||
+	    !layer.mount(mount_point.c_str(), on_unmount, error))
+		return false;
+	printf("ready\n");
+	fflush(stdout);
+	g_main_loop_run(loop.get());
+	if (unmounted)
+		set_failure(error, "%s was unmounted", mount_point.c_str());
+	return !unmounted;
+}
+
+} // namespace simboard

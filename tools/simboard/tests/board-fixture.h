@@ -1,0 +1,81 @@
+#pragma once
+
+/// A board with one of each kind of line, as the tests use it.
+
+#include "simboard/board.h"
+#include "util/glib-ptr.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+constexpr const char *BOARD_TEXT = R"([Board]
+Name=Test board
+
+[Chip main]
+Base=0
+Lines=32
+
+[Chip spare]
+Base=100
+Lines=8
+Label=expander
+
+[Line button]
+Number=1
+Wiring=button
+
+[Line door]
+Number=2
+Wiring=door contact
+
+[Line siren]
+Number=3
+Wiring=relay
+
+[Line feedback]
+Number=4
+Follows=siren
+
+[Line named]
+Number=5
+Exported=aux
+)";
+
+constexpr simboard::Actor DAEMON = 4711;
+
+inline simboard::BoardDescription
+describe_board(const std::string &text = BOARD_TEXT)
+{
+	simboard::BoardDescription description;
+	util::Error error;
+
+	EXPECT_TRUE(
+		simboard::parse_board(text, "test.board", description, &error))
+		<< error.message();
+	return description;
+}
+
+/// The texts of the changes after since, without their ids and times.
+inline std::vector<std::string> changes_since(simboard::Board &board,
+					      guint64 since = 0)
+{
+	std::vector<std::string> texts;
+
+	board.history().visit_since(since, [&](const simboard::Change &change) {
+		std::string text = change_text(change);
+		for (int field = 0; field < 2; ++field)
+			text.erase(0, text.find(' ') + 1);
+		texts.push_back(text);
+	});
+	return texts;
+}
+
+inline guint64 last_change(simboard::Board &board)
+{
+	guint64 last = 0;
+
+	board.history().visit_since(
+		0, [&](const simboard::Change &change) { last = change.id; });
+	return last;
+}

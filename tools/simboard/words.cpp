@@ -1,0 +1,109 @@
+#include "words.h"
+
+#include <span>
+
+namespace simboard
+{
+
+namespace
+{
+
+// Each in the order of its enumerators.
+constexpr const char *LEVELS[] = {"low", "high"};
+constexpr const char *DIRECTIONS[] = {"in", "out"};
+constexpr const char *EDGES[] = {"none", "rising", "falling", "both"};
+constexpr const char *WIRINGS[] = {"button", "door contact", "relay", "control",
+				   "wire"};
+constexpr const char *ACCESSES[] = {"read", "write", "export"};
+static_assert(std::size(ACCESSES) == ACCESS_COUNT);
+
+using Words = std::span<const char *const>;
+
+template <typename T> const char *find_word(Words words, T value)
+{
+	return words[static_cast<std::size_t>(value)];
+}
+
+template <typename T>
+std::optional<T> find_value(Words words, std::string_view text)
+{
+	for (std::size_t i = 0; i < words.size(); ++i)
+		if (text == words[i])
+			return static_cast<T>(i);
+	return std::nullopt;
+}
+
+std::string list_words(Words words)
+{
+	std::string list = words.front();
+
+	for (std::size_t i = 1; i < words.size(); ++i) {
+		list += i + 1 == words.size() ? " or " : ", ";
+		list += words[i];
+	}
+	return list;
+}
+
+} // namespace
+
+const char *word(Level level)
+{
+	return find_word(LEVELS, level);
+}
+
+const char *word(Direction direction)
+{
+	return find_word(DIRECTIONS, direction);
+}
+
+const char *word(Edge edge)
+{
+	return find_word(EDGES, edge);
+}
+
+const char *word(Wiring wiring)
+{
+	return find_word(WIRINGS, wiring);
+}
+
+const char *word(Access access)
+{
+	return find_word(ACCESSES, access);
+}
+
+std::optional<Level> level_from_word(std::string_view text)
+{
+	return find_value<Level>(LEVELS, text);
+}
+
+std::optional<Edge> edge_from_word(std::string_view text)
+{
+	return find_value<Edge>(EDGES, text);
+}
+
+std::optional<Wiring> wiring_from_word(std::string_view text)
+{
+	return find_value<Wiring>(WIRINGS, text);
+}
+
+std::optional<Access> access_from_word(std::string_view text)
+{
+	return find_value<Access>(ACCESSES, text);
+}
+
+std::string level_words()
+{
+	return list_words(LEVELS);
+}
+
+std::string wiring_words()
+{
+	return list_words(WIRINGS);
+}
+
+std::string access_words()
+{
+	return list_words(ACCESSES);
+}
+
+} // namespace simboard

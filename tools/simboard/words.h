@@ -1,0 +1,50 @@
+#pragma once
+
+/// What a line can be, and the words for it in the board file, in the kernel's
+/// files, in commands and in the history.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace simboard
+{
+
+/// The voltage on a line, whatever it means.
+enum class Level { LOW, HIGH };
+
+enum class Direction { IN, OUT };
+
+/// The changes of the value that poll on a value file reports.
+enum class Edge { NONE, RISING, FALLING, BOTH };
+
+/// What is connected to a line.
+enum class Wiring { BUTTON, DOOR_CONTACT, RELAY, CONTROL, WIRE };
+
+/// The ways in which a line's files are used; each can be made to fail.
+enum class Access { READ, WRITE, EXPORT };
+constexpr std::size_t ACCESS_COUNT = 3;
+
+const char *word(Level level);
+const char *word(Direction direction);
+const char *word(Edge edge);
+const char *word(Wiring wiring);
+const char *word(Access access);
+
+/// The meaning of a word; none when it has no such meaning.
+std::optional<Level> level_from_word(std::string_view text);
+std::optional<Edge> edge_from_word(std::string_view text);
+std::optional<Wiring> wiring_from_word(std::string_view text);
+std::optional<Access> access_from_word(std::string_view text);
+
+/// All words of a kind, for messages: "high or low".
+std::string level_words();
+std::string wiring_words();
+std::string access_words();
+
+constexpr Level opposite(Level level)
+{
+	return level == Level::LOW ? Level::HIGH : Level::LOW;
+}
+
+} // namespace simboard
