@@ -76,6 +76,14 @@ VariantPtr sunk(GVariant *variant)
 
 } // namespace
 
+void Producer::ReleaseInMainLoop::operator()(VxeventProducer *object) const
+{
+	g_idle_add_full(
+		G_PRIORITY_DEFAULT,
+		[](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, object,
+		g_object_unref);
+}
+
 bool Producer::is_name(const char *name)
 {
 	const auto path = kPathPrefix + std::string(name);

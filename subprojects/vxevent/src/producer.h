@@ -44,6 +44,12 @@ public:
 	void get_state(GDBusMethodInvocation *invocation, guint32 id);
 
 private:
+	/// GDBus does not hold the object while it dispatches a call to it: the
+	/// main loop may be about to, whichever thread frees the producer.
+	struct ReleaseInMainLoop {
+		void operator()(VxeventProducer *object) const;
+	};
+
 	explicit Producer(const char *name);
 
 	// The state as the declaration's getter tells it, without a value if
@@ -51,7 +57,7 @@ private:
 	std::unique_ptr<Event> ask_getter(guint32 id, GError **error);
 
 	const std::string path_;
-	const ObjectPtr<VxeventProducer> object_;
+	const std::unique_ptr<VxeventProducer, ReleaseInMainLoop> object_;
 
 	std::mutex mutex_;
 	// The rest is guarded by the lock.
