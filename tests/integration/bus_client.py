@@ -142,6 +142,15 @@ class Recorder:
         return self._wait(
             lambda: next(filter(condition, self.signals), None), timeout)
 
+    def wait_for_last(self, condition, number=None, timeout=DEADLINE):
+        """Waits until condition(signal) holds for the last one that has come,
+        of that port if one is named."""
+        def last():
+            of_port = [signal for signal in self.signals
+                       if number in (None, signal.args[0])]
+            return bool(of_port) and condition(of_port[-1])
+        self._wait(last, timeout)
+
     def wait_for_count(self, count, timeout=DEADLINE):
         """Waits for that many signals; returns them all."""
         self._wait(lambda: len(self.signals) >= count, timeout)

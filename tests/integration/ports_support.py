@@ -71,10 +71,11 @@ def event(declaration, *keys, **attributes):
 
 
 def port(name, kind, number=None, *, backend="check", items=None,
-         properties=None, names=None, defaults=None, events=(),
+         groups=None, properties=None, names=None, defaults=None, events=(),
          optional=False):
     """A port. kind: "input", "output" or "io_ctrl". items: attributes of the
-    backend's device element, or of the backend itself for "check"."""
+    backend's device element, or of the backend itself for "check". groups:
+    further elements of the backend, name -> attributes."""
     items = items or {}
     inside = backend == "sysfs"
     attributes = {} if name is None else {"name": name}
@@ -87,7 +88,8 @@ def port(name, kind, number=None, *, backend="check", items=None,
     parts.append(_element("param_defaults", defaults or {}))
     parts.append(_element(
         "backend", {"name": backend, **({} if inside else items)},
-        _element("device", items) if inside else ""))
+        _element("device", items) if inside else "",
+        *(_element(group, pairs) for group, pairs in (groups or {}).items())))
     return _element(
         "port", {**attributes, **({"optional": "true"} if optional else {})},
         *parts, *events)
@@ -97,6 +99,13 @@ def sysfs_port(name, number, path, **options):
     """An input whose level is a file's, looked at every few milliseconds."""
     return port(name, "input", number, backend="sysfs",
                 items={"path": path, "timeout": 2}, **options)
+
+
+def gpio_port(name, kind, number, *, optional=False, defaults=None, events=(),
+              **groups):
+    """A port on GPIO lines; groups: as input={"pin": 17}."""
+    return port(name, kind, number, backend="gpio", groups=groups,
+                optional=optional, defaults=defaults, events=events)
 
 
 def configuration(*ports):
@@ -188,6 +197,10 @@ class Service:
     def restart(self):
         """Ends the daemon and starts it again."""
         self.daemon.stop()
+        self.start_again()
+
+    def start_again(self):
+        """Starts the daemon after its end."""
         self.client = start(self.box, self._connect)
 
     # The parameter file.
@@ -231,10 +244,10 @@ class Service:
         return found
 
     def memory(self):
-        """Bytes of memory, shared ones in proportion."""
+        """Bytes of memory that it shares with nobody and no file has."""
         rollup = pathlib.Path(f"/proc/{self.daemon.pid}/smaps_rollup")
         line = next(line for line in rollup.read_text().splitlines()
-                    if line.startswith("Pss:"))
+                    if line.startswith("Anonymous:"))
         return int(line.split()[1]) * 1024
 
     # The event library.
