@@ -16,22 +16,25 @@ import sys
 _ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(_ROOT / "tests/sandbox"))
 
+from board import Board  # noqa: E402
 from sandbox import Sandbox  # noqa: E402
 from waiting import TimedOut, wait_until  # noqa: E402
 
-BOARD = _ROOT / "build/board"
+FILES = _ROOT / "build/board"
 RUN_ENV = _ROOT / "build/run.env"
 LOCK = _ROOT / "build/run.lock"
 
 TRY = """
 Try this in another terminal, in {root}:
 
-  echo 1 > build/board/door            # somebody opens the door
-  echo 1 > build/board/pir_detector    # motion; the sensor resets itself
+  scripts/simboard press button        # somebody rings the bell
+  scripts/simboard open door           # and opens the door
   scripts/orvadctl pulse siren 500     # half a second of noise
 
-The port "tamper" waits for its hardware. All files are in {box}.
-What changes is shown here; Ctrl-C ends it.
+"scripts/simboard show" draws the board, relay included, as it changes. There is
+a motion sensor, too: echo 1 > build/board/pir_detector. The port "tamper" waits
+for its hardware, build/board/tamper. All files are in {box}.
+What changes, and the events that it causes, is shown here; Ctrl-C ends it.
 """
 
 
@@ -53,21 +56,25 @@ def belongs_to(path, users):
         os.chown(path, uid, gid)
 
 
-def make_board(users):
-    """The files that play the hardware; all but the tamper switch's."""
-    BOARD.mkdir(parents=True, exist_ok=True)
-    belongs_to(BOARD, users)
-    (BOARD / "tamper").unlink(missing_ok=True)
-    for name in ("door", "pir_detector"):
-        (BOARD / name).write_text("0\n")
-        belongs_to(BOARD / name, users)
+def make_files(users):
+    """The files that play hardware beside the board; all but the tamper
+    switch's."""
+    FILES.mkdir(parents=True, exist_ok=True)
+    belongs_to(FILES, users)
+    (FILES / "tamper").unlink(missing_ok=True)
+    sensor = FILES / "pir_detector"
+    sensor.write_text("0\n")
+    belongs_to(sensor, users)
 
 
 @contextlib.contextmanager
-def announced(box, users):
-    """While this lasts, scripts/orvadctl finds the demonstration."""
-    RUN_ENV.write_text(f"DBUS_SYSTEM_BUS_ADDRESS='{box.bus_address}'\n")
-    belongs_to(RUN_ENV, users)
+def announced(box, board, users):
+    """While this lasts, scripts/orvadctl and scripts/simboard find the
+    demonstration."""
+    RUN_ENV.write_text(f"DBUS_SYSTEM_BUS_ADDRESS='{box.bus_address}'\n"
+                       f"SIMBOARD_SOCKET='{board.socket}'\n")
+    for path in (RUN_ENV, board.socket):
+        belongs_to(path, users)
     try:
         yield
     finally:
@@ -83,21 +90,22 @@ def orvadctl(box, *arguments):
 
 
 def show(box, daemon, seconds):
-    """Shows changes until the time is over, or the daemon."""
-    with orvadctl(box, "watch") as watch:
+    """Shows changes and events until the time is over, or the daemon."""
+    with orvadctl(box, "watch") as watch, orvadctl(box, "events") as events:
         try:
             with contextlib.suppress(TimedOut):
                 wait_until(lambda: daemon.ended or watch.poll() is not None,
                            "the end", seconds, interval=0.1)
         finally:
             watch.terminate()
+            events.terminate()
 
 
-def serve(box, users, seconds):
+def serve(box, board, users, seconds):
     """Runs the demonstration; the daemon's exit status."""
     step("Starting the daemon in a sandbox")
     daemon = box.start()
-    with announced(box, users):
+    with announced(box, board, users):
         step("What it serves")
         if orvadctl(box, "list").wait() != 0:
             raise SystemExit("orvadctl could not list the ports")
@@ -134,11 +142,14 @@ def main():
             fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             sys.exit("run: the demonstration runs already")
-        make_board(users)
-        config = (_ROOT / "data/sample/conf.xml").read_text(encoding="utf-8")
-        with Sandbox(options.build, config=config, users=users,
-                     binds=[(BOARD, "/run/board")]) as box:
-            status = serve(box, users, options.seconds)
+        make_files(users)
+        sample = _ROOT / "data/sample"
+        with Board(options.build, (sample / "board.conf").read_text("utf-8")) \
+                as board, \
+                Sandbox(options.build, users=users,
+                        config=(sample / "conf.xml").read_text("utf-8"),
+                        binds=[*board.binds, (FILES, "/run/board")]) as box:
+            status = serve(box, board, users, options.seconds)
     step(f"The daemon ended with exit status {status}")
     return status
 

@@ -3,12 +3,8 @@
 ///
 ///     bare-service NAME
 
+#include "bare-bus.h"
 #include "util/glib-ptr.h"
-
-#include <glib-unix.h>
-#include <iocontrol-state-glue.h>
-
-#include <csignal>
 
 namespace
 {
@@ -32,20 +28,6 @@ gboolean on_set_virtual(IOControlState *object, Invocation *invocation,
 	return TRUE;
 }
 
-void on_bus_acquired(GDBusConnection *connection, const char *,
-		     gpointer user_data)
-{
-	g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(user_data),
-					 connection,
-					 "/com/vexa/IOControl/State", nullptr);
-}
-
-gboolean on_term(gpointer loop)
-{
-	g_main_loop_quit(static_cast<GMainLoop *>(loop));
-	return G_SOURCE_CONTINUE;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -54,18 +36,12 @@ int main(int argc, char **argv)
 		g_printerr("usage: %s NAME\n", argv[0]);
 		return 2;
 	}
-	const util::MainLoopPtr loop(g_main_loop_new(nullptr, FALSE));
 	const util::ObjectPtr<IOControlState> skeleton(
 		iocontrol_state_skeleton_new());
 	g_signal_connect(skeleton.get(), "handle-get-state",
 			 G_CALLBACK(on_get_state), nullptr);
 	g_signal_connect(skeleton.get(), "handle-set-virtual",
 			 G_CALLBACK(on_set_virtual), nullptr);
-	const guint owner = g_bus_own_name(
-		G_BUS_TYPE_SYSTEM, argv[1], G_BUS_NAME_OWNER_FLAGS_NONE,
-		on_bus_acquired, nullptr, nullptr, skeleton.get(), nullptr);
-	g_unix_signal_add(SIGTERM, on_term, loop.get());
-	g_main_loop_run(loop.get());
-	g_bus_unown_name(owner);
+	serve(skeleton.get(), argv[1]);
 	return 0;
 }

@@ -3,6 +3,12 @@
 ///     bench-client calls NAME PORT CLIENTS SECONDS
 ///             GetState as fast as CLIENTS connections can, each waiting for
 ///             its answer: {"per_second", "median_us", "p99_us"}
+///     bench-client calls-meanwhile NAME PORT
+///             the same with one connection, until its standard input ends;
+///             prints "ready" before
+///     bench-client edges NAME PORT
+///             prints "ready" when it listens, and from then on for each
+///             PortChanged the monotonic clock in ns and the line's level
 ///     bench-client virtual NAME PORT COUNT
 ///             COUNT SetVirtual calls in a row, until the last PortChanged is
 ///             here: {"per_second"}
@@ -27,6 +33,7 @@
 #include <thread>
 #include <vector>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -86,17 +93,41 @@ void call(GDBusConnection *connection, const char *name, const char *method,
 		die(method, error);
 }
 
-/// Calls until @p end; how long each took, in µs.
+/// The bus answers in order: what was asked of it before has been done.
+void wait_for_bus(GDBusConnection *connection)
+{
+	util::Error error;
+	const util::VariantPtr reply(g_dbus_connection_call_sync(
+		connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+		"org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
+		G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+	if (!reply)
+		die("no answer of the bus", error);
+}
+
+/// Calls until @p ended(); how long each took, in µs.
 std::vector<double> call_until(GDBusConnection *connection, const char *name,
-			       guint port, Clock::time_point end)
+			       guint port, const std::function<bool()> &ended)
 {
 	std::vector<double> times;
-	while (Clock::now() < end) {
+	while (!ended()) {
 		const auto start = Clock::now();
 		call(connection, name, "GetState", g_variant_new("(u)", port));
 		times.push_back(seconds_since(start) * 1e6);
 	}
 	return times;
+}
+
+void print_calls(std::vector<double> times, double elapsed)
+{
+	std::sort(times.begin(), times.end());
+	const auto count = times.size();
+	if (count == 0)
+		die("no call was made", util::Error());
+	std::printf("{\"per_second\": %.1f, \"median_us\": %.1f, "
+		    "\"p99_us\": %.1f}\n",
+		    static_cast<double>(count) / elapsed, times[count / 2],
+		    times[count * 99 / 100]);
 }
 
 int calls(const char *name, guint port, unsigned clients, double seconds)
@@ -112,8 +143,9 @@ int calls(const char *name, guint port, unsigned clients, double seconds)
 				std::chrono::duration<double>(seconds));
 	for (unsigned i = 0; i < clients; ++i)
 		threads.emplace_back([&, i] {
-			results[i] = call_until(connections[i].get(), name,
-						port, end);
+			results[i] = call_until(
+				connections[i].get(), name, port,
+				[end] { return Clock::now() >= end; });
 		});
 	for (std::thread &thread : threads)
 		thread.join();
@@ -121,12 +153,30 @@ int calls(const char *name, guint port, unsigned clients, double seconds)
 	std::vector<double> all;
 	for (const auto &result : results)
 		all.insert(all.end(), result.begin(), result.end());
-	std::sort(all.begin(), all.end());
-	const auto count = all.size();
-	std::printf("{\"per_second\": %.1f, \"median_us\": %.1f, "
-		    "\"p99_us\": %.1f}\n",
-		    static_cast<double>(count) / elapsed, all[count / 2],
-		    all[count * 99 / 100]);
+	print_calls(std::move(all), elapsed);
+	return 0;
+}
+
+void print_ready()
+{
+	std::puts("ready");
+	std::fflush(stdout);
+}
+
+bool input_ended()
+{
+	pollfd input = {STDIN_FILENO, POLLIN, 0};
+	return poll(&input, 1, 0) != 0;
+}
+
+int calls_meanwhile(const char *name, guint port)
+{
+	const ConnectionPtr connection = connect();
+	print_ready();
+	const auto start = Clock::now();
+	std::vector<double> times =
+		call_until(connection.get(), name, port, input_ended);
+	print_calls(std::move(times), seconds_since(start));
 	return 0;
 }
 
@@ -171,6 +221,38 @@ private:
 void print_rate(unsigned count, Clock::time_point start)
 {
 	std::printf("{\"per_second\": %.1f}\n", count / seconds_since(start));
+}
+
+void on_port_changed(GDBusConnection *, const char *, const char *,
+		     const char *, const char *, GVariant *parameters,
+		     gpointer user_data)
+{
+	const gint64 now = monotonic_ns();
+	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ibbbbbb)")))
+		return;
+	gint number = 0;
+	gboolean state = FALSE;
+	gboolean activelow = FALSE;
+	g_variant_get(parameters, "(ibbbbbb)", &number, nullptr, nullptr,
+		      nullptr, nullptr, &state, &activelow);
+	if (static_cast<guint>(number) != *static_cast<guint *>(user_data))
+		return;
+	std::printf("%" G_GINT64_FORMAT " %s\n", now,
+		    state != activelow ? "high" : "low");
+	std::fflush(stdout);
+}
+
+int edges(const char *name, guint port)
+{
+	const ConnectionPtr connection = connect();
+	g_dbus_connection_signal_subscribe(connection.get(), name, kInterface,
+					   "PortChanged", kPath, nullptr,
+					   G_DBUS_SIGNAL_FLAGS_NONE,
+					   on_port_changed, &port, nullptr);
+	wait_for_bus(connection.get());
+	print_ready();
+	for (;;)
+		g_main_context_iteration(nullptr, TRUE);
 }
 
 int virtual_changes(const char *name, guint port, unsigned count)
@@ -225,8 +307,7 @@ int wait_name(const char *name)
 	g_bus_watch_name_on_connection(connection.get(), name,
 				       G_BUS_NAME_WATCHER_FLAGS_NONE, on_name,
 				       nullptr, nullptr, nullptr);
-	std::puts("ready");
-	std::fflush(stdout);
+	print_ready();
 	for (;;)
 		g_main_context_iteration(nullptr, TRUE);
 }
@@ -244,6 +325,10 @@ int main(int argc, char **argv)
 	if (mode == "calls" && argc == 6)
 		return calls(argv[2], number(argv[3]), number(argv[4]),
 			     g_ascii_strtod(argv[5], nullptr));
+	if (mode == "calls-meanwhile" && argc == 4)
+		return calls_meanwhile(argv[2], number(argv[3]));
+	if (mode == "edges" && argc == 4)
+		return edges(argv[2], number(argv[3]));
 	if (mode == "virtual" && argc == 5)
 		return virtual_changes(argv[2], number(argv[3]),
 				       number(argv[4]));

@@ -9,19 +9,12 @@ whether the targets were met. Needs root, as the sandbox does.
 """
 
 import argparse
-import json
-import os
-import pathlib
-import re
 import statistics
-import subprocess
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "sandbox"))
+from measuring import BARE_NAME, Bench, Table, memory_kib
+from sandbox import STATE_NAME, Sandbox, obstacle
 
-from sandbox import BUILD, STATE_NAME, Sandbox, obstacle  # noqa: E402
-
-BARE_NAME = "org.orvad.Bench.Bare"
 COUNTS = (8, 64, 512)
 # A port whose number is not below the number of ports is not saved at start.
 UNSAVED = 1000000
@@ -40,69 +33,16 @@ def config(count, first=0):
         for i, kind in enumerate(kinds)) + "</ports>"
 
 
-class Bench:
-    """The programs of one build folder."""
-
-    def __init__(self, build):
-        self.build = pathlib.Path(build)
-        self.client = str(self.build / "tests/bench/bench-client")
-
-    def load(self, box, *arguments):
-        """One run of the load; what it printed."""
-        done = subprocess.run(
-            [self.client, *map(str, arguments)], env=environment(box),
-            stdout=subprocess.PIPE, text=True, check=True)
-        return json.loads(done.stdout)
-
-    @staticmethod
-    def start_bare(box):
-        """The bare service, in the box too: Linux shares the processor among
-        sessions first (sched(7), autogroup), so it must be as far from the
-        clients as the daemon is."""
-        service = box.start_program(
-            [f"{BUILD}/tests/bench/bare-service", BARE_NAME])
-        box.wait_for_name(BARE_NAME)
-        return service
-
-    def start_time(self, count, first):
-        """Seconds from exec to the name on the bus, on a first start."""
-        with Sandbox(self.build, config=config(count, first),
-                     program="tests/bench/bench-client") as box:
-            box.start_bus()
-            with subprocess.Popen([self.client, "wait-name", STATE_NAME],
-                                  env=environment(box), text=True,
-                                  stdout=subprocess.PIPE) as waiter:
-                waiter.stdout.readline()
-                box.start_daemon(["exec", "/run/exec-time",
-                                  "/opt/orvad/src/orvad"])
-                there = int(waiter.stdout.readline())
-            return (there - int((box.run / "exec-time").read_text())) / 1e9
-
-
-def environment(box):
-    return {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address}
-
-
-def pss_kib(pid):
-    """Proportional set size: see proc(5), /proc/pid/smaps_rollup."""
-    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
-    return int(re.search(r"^Pss:\s+(\d+) kB", rollup, re.M).group(1))
-
-
-class Table:
-    """Rows of measurements, and whether each met its target."""
-
-    def __init__(self):
-        self.missed = 0
-        print(f"{'':44}{'orvad':>12}{'bare':>12}{'ratio':>8}  target")
-
-    def row(self, what, ours, bare=None, ratio=None, target="", met=True):
-        cells = [f"{ours:12.1f}",
-                 f"{bare:12.1f}" if bare is not None else " " * 12,
-                 f"{ratio:8.2f}" if ratio is not None else " " * 8]
-        verdict = f"  {target}: {'met' if met else 'MISSED'}" if target else ""
-        print(f"{what:44}{''.join(cells)}{verdict}", flush=True)
-        self.missed += not met
+def start_time(bench, count, first):
+    """Seconds from exec to the name on the bus, on a first start."""
+    with Sandbox(bench.build, config=config(count, first),
+                 program="tests/bench/bench-client") as box:
+        box.start_bus()
+        with bench.start_load(box, "wait-name", STATE_NAME) as waiter:
+            box.start_daemon(["exec", "/run/exec-time",
+                              "/opt/orvad/src/orvad"])
+            there = int(waiter.stdout.readline())
+        return (there - int((box.run / "exec-time").read_text())) / 1e9
 
 
 def alternate(rounds, measure):
@@ -156,13 +96,15 @@ def measure_service(bench, table, options):
     count = COUNTS[0]
     with Sandbox(bench.build, config=config(count)) as box:
         box.start()
-        service = bench.start_bare(box)
+        service = bench.start_bare(box, "bare-service")
         measure_calls(bench, box, table, options)
-        ours, bare = pss_kib(box.daemon.pid), pss_kib(service.pid)
+        ours, bare = (memory_kib(run.pid, "Pss")
+                      for run in (box.daemon, service))
         table.row("memory (PSS), KiB", ours, bare, ours / bare,
                   "<= bare + 1536", ours <= bare + 1536)
         measure_signals(bench, box, table, options, count)
-        ours, bare = pss_kib(box.daemon.pid), pss_kib(service.pid)
+        ours, bare = (memory_kib(run.pid, "Pss")
+                      for run in (box.daemon, service))
         table.row("memory (PSS) after the signals, KiB", ours, bare)
 
 
@@ -171,7 +113,7 @@ def measure_start(bench, table, options):
     plain = {}
     for count in COUNTS:
         times = {first: statistics.median(
-            bench.start_time(count, first) for _ in range(options.rounds))
+            start_time(bench, count, first) for _ in range(options.rounds))
             for first in (UNSAVED, 0)}
         plain[count] = times[UNSAVED]
         table.row(f"start, {count} ports, nothing saved, ms",

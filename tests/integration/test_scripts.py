@@ -11,7 +11,7 @@ import pytest
 from waiting import wait_until
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-BOARD = ROOT / "build/board"
+FILES = ROOT / "build/board"
 
 # They build and use build/plain, whatever is tested.
 pytestmark = [pytest.mark.build("plain"),
@@ -38,8 +38,8 @@ class Demonstration:
         assert text in self.output(), self.output()
 
 
-def orvadctl(*arguments):
-    return subprocess.run([ROOT / "scripts/orvadctl", *arguments], check=True,
+def tool(name, *arguments):
+    return subprocess.run([ROOT / "scripts" / name, *arguments], check=True,
                           stdout=subprocess.PIPE, text=True).stdout
 
 
@@ -61,13 +61,26 @@ def fixture_demonstrate(tmp_path):
 def test_run_shows_changes_as_they_come_until_interrupted(demonstrate):
     demonstration = demonstrate()
     demonstration.wait_for("Ctrl-C ends it.")
-    (BOARD / "door").write_text("1\n")
+    event = "event tns1:Device/tnsvexa:IO/tnsvexa:Port port=1 state=true"
+
+    def rung():
+        """What is shown begins a moment after the words."""
+        tool("simboard", "press", "button", "10")
+        return "(button): active" in demonstration.output() and \
+            event in demonstration.output()
+    wait_until(rung, "the button to be shown")
+    demonstration.wait_for("(button): inactive")
+    tool("simboard", "open", "door")
     demonstration.wait_for("(door): active")
-    (BOARD / "pir_detector").write_text("1\n")
+    (FILES / "pir_detector").write_text("1\n")
     demonstration.wait_for("(pir_detector): inactive")
-    orvadctl("pulse", "siren", "1")
+    tool("orvadctl", "pulse", "siren", "1")
     demonstration.wait_for("(siren): active")
     demonstration.wait_for("(siren): inactive")
+    siren = [line.split()[4:6]
+             for line in tool("simboard", "history").splitlines()
+             if " siren level " in line]
+    assert siren == [["level", "high"], ["level", "low"]]
 
     demonstration.process.send_signal(signal.SIGINT)
     assert demonstration.process.wait(60) == 0
@@ -92,13 +105,14 @@ def test_a_second_run_says_that_there_is_one(demonstrate):
     assert second.stderr == "run: the demonstration runs already\n"
 
 
-def test_orvadctl_says_when_no_demonstration_runs():
+@pytest.mark.parametrize("name", ["orvadctl", "simboard"])
+def test_tool_says_when_no_demonstration_runs(name):
     assert not (ROOT / "build/run.env").exists()
-    client = subprocess.run([ROOT / "scripts/orvadctl", "list"],
+    client = subprocess.run([ROOT / "scripts" / name, "list"],
                             capture_output=True, text=True, check=False)
     assert client.returncode == 1
     assert client.stderr == \
-        "orvadctl: no demonstration runs; start one: scripts/run\n"
+        f"{name}: no demonstration runs; start one: scripts/run\n"
 
 
 @pytest.mark.parametrize("arguments", [["--for"], ["--for", "x"], ["help"]])

@@ -63,6 +63,8 @@ def obstacle():
     for tool in ("bwrap", "dbus-daemon", "gdbus"):
         if shutil.which(tool) is None:
             return f"the sandbox needs the program {tool}"
+    if not os.access("/dev/fuse", os.R_OK | os.W_OK):
+        return "the simulated board needs /dev/fuse"
     trial = subprocess.run(
         ["bwrap", "--unshare-pid", "--cap-add", "ALL", "--ro-bind", "/", "/",
          "--proc", "/proc", "--dev", "/dev", "--tmpfs", "/run", "true"],
