@@ -59,8 +59,11 @@ gboolean EdgeWatch::on_edge(int, GIOCondition condition, gpointer self)
 		edge_watch->give_up("its descriptor is dead");
 		return G_SOURCE_CONTINUE;
 	}
-	g_usleep(kSettlingTime);
-	edge_watch->handle();
+	// What goes on with an unsettled line looks at it soon enough.
+	if (edge_watch->unsettled_.id() == 0) {
+		g_usleep(kSettlingTime);
+		edge_watch->handle();
+	}
 	return G_SOURCE_CONTINUE;
 }
 

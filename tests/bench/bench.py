@@ -12,7 +12,7 @@ import argparse
 import statistics
 import sys
 
-from measuring import BARE_NAME, Bench, Table, memory_kib
+from measuring import BARE_NAME, Bench, Table, memory_kib, middle
 from sandbox import STATE_NAME, Sandbox, obstacle
 
 COUNTS = (8, 64, 512)
@@ -54,10 +54,6 @@ def alternate(rounds, measure):
             if turn:
                 list_.append(value)
     return results[STATE_NAME], results[BARE_NAME]
-
-
-def middle(results, key):
-    return statistics.median(result[key] for result in results)
 
 
 def measure_calls(bench, box, table, options):

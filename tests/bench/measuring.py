@@ -1,9 +1,11 @@
-"""What the benchmarks share: the load, the table, a process's figures."""
+"""What the benchmarks share: the load, the table, a process's figures, and the
+way to the modules of the sandbox: import it before those."""
 
 import json
 import os
 import pathlib
 import re
+import statistics
 import subprocess
 import sys
 
@@ -85,3 +87,7 @@ class Table:
         verdict = f"  {target}: {'met' if met else 'MISSED'}" if target else ""
         print(f"{what:44}{''.join(cells)}{verdict}", flush=True)
         self.missed += not met
+
+
+def middle(results, key):
+    return statistics.median(result[key] for result in results)
