@@ -48,38 +48,23 @@ public:
 	using OpenFile::ready;
 
 private:
-	int show();
-
 	std::shared_ptr<Attribute> attribute_;
 	unsigned seen_ = 0;
-	std::string text_; ///< What is being read,
-	off_t next_ = 0;   ///< and where the next read goes on.
 };
-
-/// Makes the text anew, which is what acknowledges the events so far, even
-/// when it fails (kernfs_seq_show).
-int Attribute::Opened::show()
-{
-	text_.clear();
-	next_ = 0;
-	seen_ = attribute_->events_;
-	return attribute_->show_(text_);
-}
 
 int Attribute::Opened::read(std::size_t size, off_t offset, std::string &data)
 {
 	if (attribute_->removed())
 		return ENODEV;
-	// A reader that just goes on gets the rest of the same text.
-	if (offset == 0 || offset != next_) {
-		int error = show();
-		if (error != 0)
-			return error;
-	}
-	if (offset < 0 || static_cast<std::size_t>(offset) >= text_.size())
-		return 0;
-	data = text_.substr(static_cast<std::size_t>(offset), size);
-	next_ = offset + static_cast<off_t>(data.size());
+	// Each read makes the text anew, which is what acknowledges the events
+	// so far, even when it fails (kernfs_file_read_iter).
+	seen_ = attribute_->events_;
+	std::string text;
+	int error = attribute_->show_(text);
+	if (error != 0)
+		return error;
+	if (offset >= 0 && static_cast<std::size_t>(offset) < text.size())
+		data = text.substr(static_cast<std::size_t>(offset), size);
 	return 0;
 }
 
@@ -87,7 +72,8 @@ int Attribute::Opened::write(std::string_view data, pid_t process)
 {
 	if (attribute_->removed())
 		return ENODEV;
-	return attribute_->store_(data, process);
+	// The kernel's functions take the text as a C string.
+	return attribute_->store_(data.substr(0, data.find('\0')), process);
 }
 
 unsigned Attribute::Opened::poll()
