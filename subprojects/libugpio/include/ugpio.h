@@ -38,8 +38,10 @@ enum {
 /*
  * Requests the line of that number. A line that is exported already is used as
  * it is and stays exported when it is freed; any other is exported, and
- * unexported when it is freed. The attribute files of a new export may appear,
- * or become accessible, late: waits for them, but no longer than a second.
+ * unexported when the last handle to it is freed. The attribute files of a new
+ * export may appear, or become accessible, late: waits for them, but no longer
+ * than a second. A line that cannot interrupt is warned of when edges are asked
+ * for.
  *
  * label: ignored; sysfs keeps none.
  * Returns a handle to be given to ugpio_free(); null when the line cannot be
@@ -64,7 +66,10 @@ int ugpio_full_open(ugpio_t *gpio);
  */
 int ugpio_set_activelow(ugpio_t *gpio, int active_low);
 
-/* The opened line's value, 0 or 1, or -1. Reading takes note of an edge. */
+/*
+ * The opened line's value, 0 or 1, or -1. Leaves alone what the descriptor of
+ * ugpio_fd() shows.
+ */
 int ugpio_get_value(ugpio_t *gpio);
 
 /* Drives an opened output to 0, or to 1 for any other value. 0 or -1. */
@@ -72,8 +77,9 @@ int ugpio_set_value(ugpio_t *gpio, int value);
 
 /*
  * The descriptor of the opened line's value, or -1. It stays the handle's. An
- * edge shows as POLLERR | POLLPRI until the value has been read, and so does,
- * for ever, a line that is not exported any more.
+ * edge shows as POLLERR | POLLPRI until the value has been read from the start
+ * of this descriptor, and so does, for ever, a line that is not exported any
+ * more.
  */
 int ugpio_fd(ugpio_t *gpio);
 

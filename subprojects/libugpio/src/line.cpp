@@ -5,8 +5,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <optional>
+#include <set>
 #include <thread>
 
 namespace ugpio_sysfs
@@ -14,6 +19,8 @@ namespace ugpio_sysfs
 
 namespace
 {
+
+namespace fs = std::filesystem;
 
 using Clock = std::chrono::steady_clock;
 
@@ -27,10 +34,52 @@ bool exists(const std::string &path)
 }
 
 /// Whether this process may write to the file; one that is not there is not
-/// waited for.
+/// waited for. False: errno.
 bool usable(const std::string &path)
 {
-	return !exists(path) || access(path.c_str(), W_OK) == 0;
+	return access(path.c_str(), W_OK) == 0 || errno == ENOENT;
+}
+
+/// Asks until there is an answer, for as long as a new export may take.
+template <typename Answer> auto wait_for(Answer answer)
+{
+	const auto end = Clock::now() + kPatience;
+	for (;;) {
+		auto value = answer();
+		if (value || Clock::now() > end)
+			return value;
+		std::this_thread::sleep_for(kInterval);
+	}
+}
+
+/// The folders below @p root, those of chips included.
+std::set<std::string> folders_in(const std::string &root)
+{
+	std::set<std::string> found;
+	std::error_code error;
+	for (fs::directory_iterator entry(root, error), end;
+	     !error && entry != end; entry.increment(error)) {
+		if (entry->is_directory(error))
+			found.insert(entry->path());
+	}
+	return found;
+}
+
+/// The folder that a new export has made: @p usual, or, where the chip's driver
+/// has names for its lines (gpiod_export() in drivers/gpio/gpiolib-sysfs.c),
+/// the one that was not there @p before.
+std::optional<std::string> new_folder(const std::string &root,
+				      const std::string &usual,
+				      const std::set<std::string> &before)
+{
+	if (exists(usual))
+		return usual;
+	std::set<std::string> added;
+	std::ranges::set_difference(folders_in(root), before,
+				    std::inserter(added, added.end()));
+	if (added.size() != 1)
+		return std::nullopt;
+	return *added.begin();
 }
 
 const char *edge_word(unsigned flags)
@@ -47,6 +96,28 @@ const char *edge_word(unsigned flags)
 	}
 }
 
+const char *initial_value(unsigned flags)
+{
+	return (flags & UGPIO_INITIAL_HIGH) != 0 ? "1" : "0";
+}
+
+bool wants_edges(unsigned flags)
+{
+	return (flags & (UGPIO_TRIGGER_FALLING | UGPIO_TRIGGER_RISING)) != 0;
+}
+
+/// 0, 1 or -1.
+int read_value(int fd)
+{
+	char digit = 0;
+	const ssize_t length = pread(fd, &digit, 1, 0);
+	if (length == 1 && (digit == '0' || digit == '1'))
+		return digit - '0';
+	if (length >= 0)
+		errno = EIO;
+	return -1;
+}
+
 const char *direction_word(unsigned flags)
 {
 	if ((flags & UGPIO_DIRECTION_IN) != 0)
@@ -56,8 +127,8 @@ const char *direction_word(unsigned flags)
 
 } // namespace
 
-Line::Line(std::string folder, unsigned flags)
-	: folder_(std::move(folder)), flags_(flags)
+Line::Line(std::string folder, unsigned flags, ExportUse use)
+	: folder_(std::move(folder)), flags_(flags), export_(std::move(use))
 {
 }
 
@@ -65,17 +136,23 @@ std::unique_ptr<Line> Line::of_number(const std::string &root, unsigned number,
 				      unsigned flags)
 {
 	const std::string text = std::to_string(number);
-	std::unique_ptr<Line> line(new Line(root + "/gpio" + text, flags));
-	if (!exists(line->folder_)) {
-		const std::string export_file = root + "/export";
-		if (write_attribute(export_file, text)) {
-			line->unexport_file_ = root + "/unexport";
-			line->number_ = text;
-		} else if (errno != EBUSY || !exists(line->folder_)) {
-			warn_about(("write " + text + " to").c_str(),
-				   export_file);
-			return nullptr;
-		}
+	const std::string usual = root + "/gpio" + text;
+	std::unique_ptr<Line> line;
+	const std::set<std::string> before = folders_in(root);
+	if (before.contains(usual)) {
+		line.reset(new Line(usual, flags, ExportUse::further(usual)));
+	} else if (write_attribute(root + "/export", text)) {
+		const auto folder = wait_for(
+			[&] { return new_folder(root, usual, before); });
+		line.reset(new Line(
+			folder.value_or(usual), flags,
+			ExportUse::first(root, text, folder.value_or(usual))));
+	} else if (const int reason = errno; reason == EBUSY && exists(usual)) {
+		line.reset(new Line(usual, flags, ExportUse::further(usual)));
+	} else {
+		errno = reason;
+		warn_about(("write " + text + " to").c_str(), root + "/export");
+		return nullptr;
 	}
 	return line->configure() ? std::move(line) : nullptr;
 }
@@ -84,43 +161,38 @@ std::unique_ptr<Line> Line::of_exported_name(const std::string &root,
 					     const std::string &name,
 					     unsigned flags)
 {
-	std::unique_ptr<Line> line(new Line(root + "/" + name, flags));
-	// A chip has a folder there, too, but no value.
-	if (!exists(line->file("value")))
+	const std::string folder = root + "/" + name;
+	std::error_code error;
+	// A chip has a folder there, too.
+	if (!fs::is_directory(folder, error) || exists(folder + "/base")) {
+		errno = ENOENT;
 		return nullptr;
+	}
+	std::unique_ptr<Line> line(
+		new Line(folder, flags, ExportUse::further(folder)));
 	return line->configure() ? std::move(line) : nullptr;
 }
 
-Line::~Line()
+bool Line::is_input() const
 {
-	value_.reset();
-	const int saved_errno = errno;
-	// Somebody else may have unexported it, or the chip may be gone.
-	if (!unexport_file_.empty() && exists(folder_) &&
-	    !write_attribute(unexport_file_, number_))
-		warn_about(("write " + number_ + " to").c_str(),
-			   unexport_file_);
-	errno = saved_errno;
+	return (flags_ & UGPIO_DIRECTION_IN) != 0;
+}
+
+bool Line::attributes_are_usable() const
+{
+	return access(file("value").c_str(), F_OK) == 0 &&
+	       usable(file("value")) && usable(file("direction")) &&
+	       usable(file("edge")) && usable(file("active_low"));
 }
 
 /// The kernel makes the folder at once, but whoever manages devices gives
-/// access to its files a little later.
+/// access to its files a little later; of a line that was exported before, that
+/// time is over.
 bool Line::wait_for_attributes() const
 {
-	const auto end = Clock::now() + kPatience;
-	for (;;) {
-		const std::string files[] = {file("value"), file("direction"),
-					     file("edge"), file("active_low")};
-		bool all = exists(files[0]);
-		for (const std::string &path : files)
-			all = all && usable(path);
-		if (all)
-			return true;
-		if (Clock::now() > end)
-			break;
-		std::this_thread::sleep_for(kInterval);
-	}
-	errno = exists(file("value")) ? EACCES : ENOENT;
+	const auto usable_now = [this] { return attributes_are_usable(); };
+	if (export_.is_first() ? wait_for(usable_now) : usable_now())
+		return true;
 	warn_about("use the attributes in", folder_);
 	return false;
 }
@@ -140,33 +212,39 @@ bool Line::configure() const
 {
 	if (!wait_for_attributes())
 		return false;
-	const bool input = (flags_ & UGPIO_DIRECTION_IN) != 0;
-	// An output cannot be watched, so an edge that is still set is in the
-	// way of a change to output.
-	if (!input && !write_if_present("edge", "none"))
+	if (is_input() && wants_edges(flags_) && !exists(file("edge")))
+		g_warning("%s has no interrupt: its edges are not seen",
+			  folder_.c_str());
+	// Nobody looks at the edges of an output; one that is left set would
+	// cost an interrupt each time.
+	if (!is_input() && !write_if_present("edge", "none"))
 		return false;
+	if (!is_input() && !exists(file("direction")))
+		return write_if_present("value", initial_value(flags_));
 	return write_if_present("direction", direction_word(flags_)) &&
-	       (!input || write_if_present("edge", edge_word(flags_)));
+	       (!is_input() || write_if_present("edge", edge_word(flags_)));
 }
 
 /// The first poll of a value that was never read shows an edge. This one is
 /// read at once, so what shows is an edge.
 bool Line::open_value()
 {
-	const bool input = (flags_ & UGPIO_DIRECTION_IN) != 0;
 	const std::string path = file("value");
-	value_.reset(open(path.c_str(), (input ? O_RDONLY : O_RDWR) |
+	value_.reset(open(path.c_str(), (is_input() ? O_RDONLY : O_RDWR) |
 						O_CLOEXEC | O_NONBLOCK));
-	if (fd() < 0 || (input && value() < 0)) {
-		warn_about("open", path);
-		value_.reset();
-		return false;
-	}
-	return true;
+	edges_.reset(is_input() ? open(path.c_str(),
+				       O_RDONLY | O_CLOEXEC | O_NONBLOCK)
+				: -1);
+	if (value_.get() >= 0 && (!is_input() || read_value(fd()) >= 0))
+		return true;
+	warn_about("open", path);
+	close_value();
+	return false;
 }
 
 void Line::close_value()
 {
+	edges_.reset();
 	value_.reset();
 }
 
@@ -181,18 +259,12 @@ bool Line::set_active_low(bool active_low)
 
 int Line::value() const
 {
-	char digit = 0;
-	const ssize_t length = pread(fd(), &digit, 1, 0);
-	if (length == 1 && (digit == '0' || digit == '1'))
-		return digit - '0';
-	if (length >= 0)
-		errno = EIO;
-	return -1;
+	return read_value(value_.get());
 }
 
 bool Line::set_value(bool value) const
 {
-	return pwrite(fd(), value ? "1" : "0", 1, 0) == 1;
+	return pwrite(value_.get(), value ? "1" : "0", 1, 0) == 1;
 }
 
 } // namespace ugpio_sysfs

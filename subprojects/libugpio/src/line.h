@@ -3,6 +3,7 @@
 /// A line that is exported to user space.
 
 #include "attribute.h"
+#include "exports.h"
 
 #include <memory>
 #include <string>
@@ -18,7 +19,8 @@ constexpr const char *kRoot = "/sys/class/gpio";
 class Line
 {
 public:
-	/// The line of that number, exported if it is not.
+	/// The line of that number, exported if it is not. Its folder is called
+	/// gpio<number>, or as its chip's driver calls the line.
 	static std::unique_ptr<Line> of_number(const std::string &root,
 					       unsigned number, unsigned flags);
 	/// The line that is exported under that name; null with ENOENT when
@@ -26,7 +28,7 @@ public:
 	static std::unique_ptr<Line> of_exported_name(const std::string &root,
 						      const std::string &name,
 						      unsigned flags);
-	~Line();
+	~Line() = default;
 	Line(const Line &) = delete;
 	Line &operator=(const Line &) = delete;
 
@@ -36,19 +38,21 @@ public:
 	/// 0, 1 or -1.
 	int value() const;
 	bool set_value(bool value) const;
-	/// -1 while the value is not open.
+	/// What shows edges; -1 while the value is not open.
 	int fd() const
 	{
-		return value_.get();
+		return edges_.get() >= 0 ? edges_.get() : value_.get();
 	}
 
 private:
-	Line(std::string folder, unsigned flags);
+	Line(std::string folder, unsigned flags, ExportUse use = {});
 
 	std::string file(const char *attribute) const
 	{
 		return folder_ + "/" + attribute;
 	}
+	bool is_input() const;
+	bool attributes_are_usable() const;
 	bool wait_for_attributes() const;
 	bool configure() const;
 	/// Writes an attribute that lines of some chips do not have.
@@ -56,11 +60,11 @@ private:
 
 	std::string folder_;
 	unsigned flags_;
-	/// What to write, and where, to give the line back; empty when it is
-	/// not ours.
-	std::string unexport_file_;
-	std::string number_;
+	ExportUse export_;
 	UniqueFd value_;
+	/// Inputs: an open file of its own, since whoever reads from one takes
+	/// note of the edges that it shows.
+	UniqueFd edges_;
 };
 
 } // namespace ugpio_sysfs

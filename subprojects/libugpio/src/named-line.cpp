@@ -58,8 +58,9 @@ std::vector<unsigned> find_bases(const fs::path &root,
 {
 	std::vector<unsigned> bases;
 	std::error_code gone;
-	for (const auto &entry : fs::directory_iterator(root, gone)) {
-		const std::string path = entry.path();
+	for (fs::directory_iterator entry(root, gone), end;
+	     !gone && entry != end; entry.increment(gone)) {
+		const std::string path = entry->path();
 		const auto base = read_attribute(path + "/base");
 		if (!base ||
 		    read_attribute(path + "/label") != line.chip_label ||

@@ -53,6 +53,8 @@ ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags)
 {
 	if (!is_safe_name(name)) {
 		errno = EINVAL;
+		ugpio_sysfs::warn_about("take for a line's name",
+					name != nullptr ? name : "(null)");
 		return nullptr;
 	}
 	errno = 0;
@@ -62,7 +64,8 @@ ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags)
 	const auto number = ugpio_sysfs::find_named_line(
 		ugpio_sysfs::kRoot, ugpio_sysfs::kChipDevices, name);
 	if (!number) {
-		ugpio_sysfs::warn_about("find the line", name);
+		ugpio_sysfs::warn_about("find in /dev/gpiochip* the line",
+					name);
 		return nullptr;
 	}
 	return ugpio_request_one(*number, flags, nullptr);

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
@@ -150,6 +151,65 @@ TEST_F(LineTest, ALineThatIsNotExportedIsForAsLongAsItIsHeld)
 	EXPECT_EQ(given_back, "17");
 }
 
+TEST_F(LineTest, ALineIsUnexportedWithItsLastUser)
+{
+	std::unique_ptr<Line> first;
+	{
+		const Kernel kernel(root_ / "export", [&](const auto &number) {
+			add_line("gpio" + number);
+		});
+		first = request(kOutput);
+	}
+	auto second = request(kOutput);
+	ASSERT_TRUE(first && second);
+	// Nobody reads what this would write.
+	write_text(root_ / "unexport", "");
+	first.reset();
+	EXPECT_EQ(read_text(root_ / "unexport"), "");
+	second.reset();
+	EXPECT_EQ(read_text(root_ / "unexport"), "17");
+}
+
+TEST_F(LineTest, ALineMayBeExportedUnderItsDriversNameForIt)
+{
+	add_line("other");
+	write_text(root_ / "gpiochip0" / "base", "0\n");
+	std::unique_ptr<Line> line;
+	{
+		const Kernel kernel(root_ / "export",
+				    [&](const auto &) { add_line("siren"); });
+		line = request(kOutput);
+	}
+	ASSERT_TRUE(line);
+	EXPECT_EQ(text("siren", "direction"), "low");
+	EXPECT_EQ(text("other", "direction"), "?");
+	write_text(root_ / "unexport", "");
+	line.reset();
+	EXPECT_EQ(read_text(root_ / "unexport"), "17");
+}
+
+TEST_F(LineTest, AnExportWhoseFilesNeverAppearIsTakenBack)
+{
+	write_text(root_ / "unexport", "");
+	{
+		const Kernel kernel(root_ / "export", [](const auto &) {});
+		EXPECT_FALSE(request(kOutput));
+	}
+	EXPECT_EQ(errno, ENOENT);
+	EXPECT_EQ(read_text(root_ / "unexport"), "17");
+}
+
+TEST_F(LineTest, ALineWithoutInterruptsIsWarnedOf)
+{
+	add_line("gpio17");
+	std::filesystem::remove(root_ / "gpio17" / "edge");
+	EXPECT_TRUE(request(kWatched));
+	EXPECT_EQ(warnings_, root_.path() + "/gpio17 has no interrupt: its "
+					    "edges are not seen");
+	EXPECT_TRUE(request(kOutput));
+	EXPECT_TRUE(request(UGPIO_DIRECTION_IN));
+}
+
 TEST_F(LineTest, FilesThatAppearLateAreWaitedFor)
 {
 	std::unique_ptr<Line> line;
@@ -163,10 +223,9 @@ TEST_F(LineTest, FilesThatAppearLateAreWaitedFor)
 		line = request(kOutput);
 	}
 	ASSERT_TRUE(line);
-	std::filesystem::remove_all(root_ / "gpio17");
 }
 
-TEST_F(LineTest, FilesThatNeverAppearAreNotWaitedForForEver)
+TEST_F(LineTest, FilesOfALineThatWasExportedBeforeAreNotWaitedFor)
 {
 	std::filesystem::create_directory(root_ / "gpio17");
 	EXPECT_FALSE(request(kOutput));
@@ -204,10 +263,19 @@ TEST_F(LineTest, WithoutAKernelThatExportsThereIsNoLine)
 				     "/export: No such file or directory");
 }
 
+TEST_F(LineTest, AnOutputWithoutADirectionStartsWithItsLevel)
+{
+	write_text(root_ / "gpio17" / "value", "0\n");
+	EXPECT_TRUE(request(kOutput | UGPIO_INITIAL_HIGH));
+	EXPECT_EQ(text("gpio17", "value").front(), '1');
+	EXPECT_TRUE(request(kOutput));
+	EXPECT_EQ(text("gpio17", "value").front(), '0');
+}
+
 TEST_F(LineTest, ALineWithoutDirectionAndEdgeIsUsedAsItIs)
 {
 	write_text(root_ / "gpio17" / "value", "1\n");
-	const auto line = request(kWatched);
+	const auto line = request(UGPIO_DIRECTION_IN);
 	ASSERT_TRUE(line);
 	ASSERT_TRUE(line->open_value());
 	EXPECT_EQ(line->value(), 1);
@@ -237,6 +305,20 @@ TEST_F(LineTest, ValuesAreReadAndWrittenAtTheStartOfTheFile)
 	EXPECT_EQ(line->value(), 0);
 	EXPECT_TRUE(line->set_value(true));
 	EXPECT_EQ(text("gpio17", "value"), "1\n");
+}
+
+TEST_F(LineTest, EdgesShowOnAnOpenFileOfTheirOwn)
+{
+	add_line("gpio17", "1\n");
+	const auto line = request(kWatched);
+	ASSERT_TRUE(line->open_value());
+	char text[2];
+	// Reading on is what only another open file can do.
+	lseek(line->fd(), 1, SEEK_SET);
+	EXPECT_EQ(line->value(), 1);
+	EXPECT_EQ(read(line->fd(), text, sizeof text), 1);
+	line->close_value();
+	EXPECT_EQ(line->fd(), -1);
 }
 
 TEST_F(LineTest, AnInputCannotBeWritten)
