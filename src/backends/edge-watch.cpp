@@ -3,6 +3,7 @@
 #include "ioport/port-state.h"
 
 #include <glib-unix.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -13,6 +14,8 @@ namespace
 constexpr gulong kSettlingTime = 500;
 constexpr int kRoundsAtOnce = 64;
 constexpr guint kRetrySeconds = 1;
+/// The kernel's word for a line that is not exported any more.
+constexpr int kGone = ENODEV;
 
 } // namespace
 
@@ -29,14 +32,21 @@ bool libugpio_handle_trig(IOPort *port)
 
 void EdgeWatch::start(IOPort *port, ugpio_t *gpio)
 {
+	if (gpio_ == gpio || ugpio_fd(gpio) < 0)
+		return;
 	stop();
 	port_ = port;
 	gpio_ = gpio;
-	if (ugpio_fd(gpio) >= 0)
-		watch();
+	watch();
 }
 
 void EdgeWatch::stop()
+{
+	release_sources();
+	gpio_ = nullptr;
+}
+
+void EdgeWatch::release_sources()
 {
 	watch_.reset();
 	unsettled_.reset();
@@ -50,20 +60,24 @@ void EdgeWatch::watch()
 	watch_.reset(g_unix_fd_add(ugpio_fd(gpio_), G_IO_ERR, on_edge, this));
 }
 
-/// GLib removes the source of a callback that says so, and this one may have
-/// been removed in the callback.
+/// Takes note of the edges so far. Whoever asks for the port's state must not
+/// do that, or an edge could go unreported; so the library reads from another
+/// open file. False: errno.
+bool EdgeWatch::acknowledge() const
+{
+	char digit;
+	return pread(ugpio_fd(gpio_), &digit, sizeof digit, 0) >= 0;
+}
+
 gboolean EdgeWatch::on_edge(int, GIOCondition condition, gpointer self)
 {
 	auto *edge_watch = static_cast<EdgeWatch *>(self);
 	if ((condition & (G_IO_NVAL | G_IO_HUP)) != 0) {
 		edge_watch->give_up("its descriptor is dead");
-		return G_SOURCE_CONTINUE;
-	}
-	// What goes on with an unsettled line looks at it soon enough.
-	if (edge_watch->unsettled_.id() == 0) {
+	} else if (edge_watch->unsettled_.id() == 0) {
 		g_usleep(kSettlingTime);
 		edge_watch->handle();
-	}
+	} // else what goes on with an unsettled line is next
 	return G_SOURCE_CONTINUE;
 }
 
@@ -78,11 +92,9 @@ gboolean EdgeWatch::on_unsettled(gpointer self)
 gboolean EdgeWatch::on_retry(gpointer self)
 {
 	auto *edge_watch = static_cast<EdgeWatch *>(self);
-	if (ugpio_get_value(edge_watch->gpio_) < 0)
+	if (!edge_watch->acknowledge() && errno != kGone)
 		return G_SOURCE_CONTINUE;
 	edge_watch->retry_.release();
-	g_info("The line of port %d can be read again",
-	       edge_watch->port_->number);
 	edge_watch->watch();
 	edge_watch->handle();
 	return G_SOURCE_REMOVE;
@@ -90,23 +102,23 @@ gboolean EdgeWatch::on_retry(gpointer self)
 
 void EdgeWatch::handle()
 {
-	if (ugpio_get_value(gpio_) < 0) {
+	if (!acknowledge()) {
 		const int reason = errno;
 		give_up(g_strerror(reason));
-		// The kernel's word for a line that is not exported any more.
-		if (reason != ENODEV)
+		if (reason != kGone)
 			retry_.reset(g_timeout_add_seconds(kRetrySeconds,
 							   on_retry, this));
 		return;
 	}
-	if (!libugpio_handle_trig(port_))
+	if (!libugpio_handle_trig(port_) && gpio_ != nullptr)
 		unsettled_.reset(g_idle_add_full(G_PRIORITY_DEFAULT,
 						 on_unsettled, this, nullptr));
 }
 
-/// Its descriptor would signal for ever.
+/// The line's descriptor would signal for ever. The watch stays started, so
+/// that the line is not warned of again.
 void EdgeWatch::give_up(const char *reason)
 {
 	g_warning("Cannot read the line of port %d: %s", port_->number, reason);
-	stop();
+	release_sources();
 }

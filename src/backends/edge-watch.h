@@ -17,13 +17,14 @@ public:
 	EdgeWatch &operator=(const EdgeWatch &) = delete;
 
 	/// Calls libugpio_handle_trig() for each edge from now on. Both @p port
-	/// and @p gpio, which is open, outlive the watch. Started again, there
-	/// is one watch.
+	/// and @p gpio, which is open, outlive the watch. Nothing changes when
+	/// the line is watched already.
 	///
 	/// A line that is gone signals for ever: it is warned of once and not
 	/// watched any more. While a line cannot be read, it is looked at once
 	/// a second.
 	void start(IOPort *port, ugpio_t *gpio);
+	/// Nothing more is reported.
 	void stop();
 
 	/// The source's id; 0 when the line is not watched.
@@ -37,11 +38,14 @@ private:
 	static gboolean on_unsettled(gpointer self);
 	static gboolean on_retry(gpointer self);
 
+	bool acknowledge() const;
 	void watch();
 	void handle();
 	void give_up(const char *reason);
+	void release_sources();
 
 	IOPort *port_ = nullptr;
+	/// The line; null while the watch is off.
 	ugpio_t *gpio_ = nullptr;
 	util::ScopedSource watch_;
 	/// Goes on with a line that had not settled.

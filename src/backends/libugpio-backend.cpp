@@ -125,6 +125,8 @@ void switch_hardware(GpioPortData *data, IoCtrlLevel level)
 bool libugpio_port_set_direction(IOPort *port, bool input)
 {
 	auto *data = backend::data<GpioPortData>(port);
+	if (data == nullptr)
+		return false;
 	data->watch.stop();
 	if (input) {
 		libugpio_port_set_state(port, 0);
@@ -160,9 +162,10 @@ bool libugpio_port_parse_data(IOPort *port, const char *group, const char *key,
 	return true;
 }
 
-/// The record's members end the watch and give the lines back.
 void libugpio_port_free(IOPort *port)
 {
+	if (auto *data = backend::data<GpioPortData>(port))
+		release_lines(data);
 	backend::free_data<GpioPortData>(port);
 }
 

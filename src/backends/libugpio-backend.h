@@ -8,7 +8,7 @@
 #include "backends/libugpio-utils.h"
 
 /// The port's private record. Which lines there must be depends on the port's
-/// type; the watch ends before them.
+/// type.
 struct GpioPortData {
 	/// The line that is read when the port is an input.
 	GpioPinPtr input_pin;

@@ -10,20 +10,21 @@ namespace
 
 constexpr const char *kModule = "libugpio-utils.c";
 
-/// What the library is asked for; the reserved bits are its own business.
-constexpr unsigned kInputFlags = UGPIO_DIRECTION_IN | UGPIO_TRIGGER_FALLING |
-				 UGPIO_TRIGGER_RISING | UGPIO_RESERVED_40 |
-				 UGPIO_RESERVED_100;
-constexpr unsigned kOutputFlags = UGPIO_RESERVED_40;
-static_assert(kInputFlags == 0x14D);
-static_assert((kOutputFlags | UGPIO_INITIAL_HIGH) == 0x42);
+/// What the library is asked for. Its header need not name the bits.
+enum RequestFlags : unsigned {
+	/// An input that shows both edges.
+	REQUEST_INPUT = 0x14D,
+	REQUEST_OUTPUT = 0x40,
+	/// Of an output: starts high.
+	REQUEST_HIGH = 0x2,
+};
 
 unsigned request_flags(const GpioPin *pin, bool is_input, bool state)
 {
 	if (is_input)
-		return kInputFlags;
+		return REQUEST_INPUT;
 	const bool high = state != (pin->inverted != 0);
-	return high ? kOutputFlags | UGPIO_INITIAL_HIGH : kOutputFlags;
+	return high ? REQUEST_OUTPUT | REQUEST_HIGH : REQUEST_OUTPUT;
 }
 
 const char *alias_text(const GpioPin *pin)
@@ -84,8 +85,7 @@ bool libugpio_port_init_gpio_pin(GpioPin *pin, bool is_input, bool state)
 	if (!request(pin, flags) || !open_line(pin))
 		return false;
 	if (!is_input &&
-	    ugpio_set_value(pin->gpio.get(),
-			    (flags & UGPIO_INITIAL_HIGH) != 0) == -1)
+	    ugpio_set_value(pin->gpio.get(), (flags & REQUEST_HIGH) != 0) == -1)
 		g_warning("Failed to set state on port!\n");
 	return true;
 }

@@ -125,7 +125,9 @@ void sysfs_port_set_state(IOPort *, int)
 void sysfs_port_set_watch(IOPort *port)
 {
 	auto *data = backend::data<SysfsPortData>(port);
-	if (data == nullptr)
+	// A poll that runs goes on, or whoever has it armed often enough would
+	// keep it from ever being due.
+	if (data == nullptr || data->poll_id.id() != 0)
 		return;
 	data->poll_id.reset(g_timeout_add(static_cast<guint>(data->timeout),
 					  sysfs_port_poll, port));

@@ -90,15 +90,20 @@ def fixture_boards(build):
 @pytest.fixture(name="wire")
 def fixture_wire(boards, make_sandbox, connect):
     """wire(port, ..., text=board file, **sandbox options): a running daemon on
-    a board. Before its start, unplugged are, and faults, as (line, error, use)
-    each, happen."""
-    def wire(*ports, text=BOARD, unplugged=(), faults=(), **options):
+    a board. Before its start, unplugged are, held are buttons, faults, as
+    (line, error, use) each, happen, and types are event types, name -> text."""
+    def wire(*ports, text=BOARD, unplugged=(), held=(), faults=(), types=None,
+             **options):
         board = boards(text)
+        for name in held:
+            board.hold(name)
         for what in unplugged:
             board.unplug(what)
         for fault in faults:
             board.fail(*fault)
         box = make_sandbox(config=configuration(*ports), binds=board.binds,
                            **options)
+        for name, definition in (types or {}).items():
+            (box.share / f"event-types/{name}.conf").write_text(definition)
         return Wired(box, connect, board)
     return wire

@@ -302,6 +302,15 @@ TEST_F(GpioBackendTest, ADirectionThatCannotBeSwitchedIsWarnedOfAndGoneOnWith)
 				"Failed to set state on port!\n"));
 }
 
+TEST_F(GpioBackendTest, AClosedPortHasNoDirectionToChange)
+{
+	configure_and_set_up(PORT_IO_CTRL);
+	functions_->free(port_.get());
+	calls();
+	EXPECT_FALSE(functions_->set_direction(port_.get(), true));
+	EXPECT_THAT(calls(), IsEmpty());
+}
+
 TEST_F(GpioBackendTest, AChangeOfDirectionEndsTheWatch)
 {
 	configure_and_set_up(PORT_IO_CTRL);
@@ -321,6 +330,9 @@ TEST_F(GpioBackendTest, FreeingGivesEveryLineBackAndEndsTheWatch)
 	functions_->free(port_.get());
 	EXPECT_EQ(port_->backend_data, nullptr);
 	EXPECT_EQ(g_main_context_find_source_by_id(nullptr, watch), nullptr);
+	EXPECT_THAT(calls(), ElementsAre("ugpio_close(1)", "ugpio_free(1)",
+					 "ugpio_close(2)", "ugpio_free(2)",
+					 "ugpio_close(3)", "ugpio_free(3)"));
 	EXPECT_THAT(fake_ugpio::held(), IsEmpty());
 	functions_->free(port_.get());
 }

@@ -242,8 +242,8 @@ TEST_F(SysfsBackendTest, ArmingTheWatchTwiceLeavesOnePoll)
 	watch_text("0\n");
 	const guint first = data()->poll_id.id();
 	io_port_set_watch(port_.get());
-	EXPECT_FALSE(source_exists(first));
-	EXPECT_TRUE(source_exists(data()->poll_id.id()));
+	EXPECT_EQ(data()->poll_id.id(), first);
+	EXPECT_TRUE(source_exists(first));
 }
 
 TEST_F(SysfsBackendTest, AClosedPortHoldsNoDescriptorAndNoPoll)

@@ -4,8 +4,11 @@
 #include "util/unique-fd.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <set>
@@ -30,11 +33,25 @@ struct Signal {
 		if (pipe2(ends, O_CLOEXEC) != 0)
 			return;
 		reader.reset(ends[0]);
+		become(ends[1]);
+	}
+	void hang_up()
+	{
+		int ends[2];
+		if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) !=
+		    0)
+			return;
+		become(ends[1]);
+		close(ends[0]);
+	}
+	/// Takes over what is behind a descriptor.
+	void become(int other)
+	{
 		if (writer.valid()) {
-			dup3(ends[1], writer.get(), O_CLOEXEC);
-			close(ends[1]);
+			dup3(other, writer.get(), O_CLOEXEC);
+			close(other);
 		} else {
-			writer.reset(ends[1]);
+			writer.reset(other);
 		}
 	}
 };
@@ -42,7 +59,8 @@ struct Signal {
 struct LineState {
 	std::vector<int> values = {0};
 	size_t next = 0;
-	bool gone = false;
+	/// Of reading the descriptor.
+	int error = 0;
 	Signal signal;
 };
 
@@ -123,10 +141,21 @@ void edge(const std::string &line)
 	lines[line].signal.reader.reset();
 }
 
-void unexport(const std::string &line)
+void break_line(const std::string &line, int error)
 {
-	lines[line].gone = true;
+	lines[line].error = error;
 	edge(line);
+}
+
+void hang_up(const std::string &line)
+{
+	lines[line].signal.hang_up();
+}
+
+void mend(const std::string &line)
+{
+	lines[line].error = 0;
+	lines[line].signal.quieten();
 }
 
 std::vector<std::string> held()
@@ -172,12 +201,6 @@ int ugpio_get_value(ugpio_t *gpio)
 	if (result("ugpio_get_value", gpio) != 0)
 		return -1;
 	LineState &line = lines[gpio->line];
-	if (line.gone) {
-		errno = ENODEV;
-		return -1;
-	}
-	if (!line.signal.reader.valid())
-		line.signal.quieten();
 	const size_t index = std::min(line.next++, line.values.size() - 1);
 	return line.values[index];
 }
@@ -208,4 +231,22 @@ void ugpio_free(ugpio_t *gpio)
 	if (gpio != nullptr)
 		requested.erase(requested.find(gpio->line));
 	delete gpio;
+}
+
+/// In place of the C library's: reading a line's descriptor makes it quiet,
+/// which no descriptor that can be had here does.
+ssize_t pread(int fd, void *buffer, size_t size, off_t offset)
+{
+	for (auto &[name, line] : lines) {
+		if (line.signal.writer.get() != fd)
+			continue;
+		if (line.error != 0) {
+			errno = line.error;
+			return -1;
+		}
+		line.signal.quieten();
+		*static_cast<char *>(buffer) = '0';
+		return 1;
+	}
+	return syscall(SYS_pread64, fd, buffer, size, offset);
 }
