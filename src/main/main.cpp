@@ -73,21 +73,31 @@ bool is_file(const char *path)
 	       g_file_test(path, G_FILE_TEST_IS_REGULAR);
 }
 
-void migrate_old_parameters()
+/// Whether there are parameters of an older version, which the ports have now.
+bool read_old_parameters()
 {
 	if (!is_file(util::kOldParameterFile) ||
 	    !param_read_configuration(util::kOldParameterFile))
-		return;
+		return false;
 	io_port_list_read_params();
 	param_close_file();
-	if (std::remove(util::kOldParameterFile) == -1)
+	return true;
+}
+
+/// The old file goes once its settings are safe, those of ports that are not
+/// saved at every start included.
+void finish_migration(bool saved)
+{
+	const PortListGuard guard;
+	for (const PortRef &port : io_port_list_get())
+		saved &= param_save_for_port(port.get(), util::kParameterFile);
+	if (saved && std::remove(util::kOldParameterFile) == -1)
 		g_warning("Could not remove %s: %s", util::kOldParameterFile,
 			  g_strerror(errno));
 }
 
 bool read_parameters()
 {
-	migrate_old_parameters();
 	if (!param_read_configuration(util::kParameterFile)) {
 		g_warning("Could not read configuration file\n");
 		return false;
@@ -114,10 +124,13 @@ bool start()
 	remove_leftover();
 	conf_read_configuration(util::kPortConfiguration);
 	conf_read_drop_dir(util::kDropInDirectory);
+	const bool migrating = read_old_parameters();
 	if (!read_parameters())
 		return false;
 	io_port_list_update_names();
-	param_save_all(util::kParameterFile);
+	const bool saved = param_save_all(util::kParameterFile);
+	if (migrating)
+		finish_migration(saved);
 	io_port_list_setup();
 	drop_privileges(kUser);
 	bus_watch_init(on_bus_lost);

@@ -46,10 +46,9 @@ bool load(GKeyFile *file, const char *path, GError **error)
 }
 
 /// A port whose settings cannot be kept changes nothing worth a write.
-void save_in_open_file(const IOPort *port, const char *path)
+bool save_in_open_file(const IOPort *port, const char *path)
 {
-	if (param_set_conf_vals(port))
-		param_store_key_file(path);
+	return !param_set_conf_vals(port) || param_store_key_file(path);
 }
 
 } // namespace
@@ -111,25 +110,26 @@ bool param_set_conf_vals(const IOPort *port)
 	return param_settings_write(port, key_file.get());
 }
 
-void param_save_for_port(const IOPort *port, const char *path)
+bool param_save_for_port(const IOPort *port, const char *path)
 {
 	MODULE_ASSERT("param.c", port != NULL);
-	if (file_is_open()) {
-		save_in_open_file(port, path);
-		return;
-	}
+	if (file_is_open())
+		return save_in_open_file(port, path);
 	if (!param_read_configuration(path)) {
 		WARN_FAILED_PRECONDITION("param_read_configuration (file)");
-		return;
+		return false;
 	}
-	save_in_open_file(port, path);
+	const bool saved = save_in_open_file(port, path);
 	param_close_file();
+	return saved;
 }
 
-void param_save_all(const char *path)
+bool param_save_all(const char *path)
 {
+	bool saved = true;
 	for (const PortRef &port : io_port_list_get_numbered_ports())
-		param_save_for_port(port.get(), path);
+		saved &= param_save_for_port(port.get(), path);
+	return saved;
 }
 
 void param_set_owner_group(const char *path)

@@ -32,12 +32,13 @@ bool param_set_conf_vals(const IOPort *port);
 /// Saves one port's settings in the file @p path: in the open file, which stays
 /// open, or in one that is opened for it. A file that cannot be read gives a
 /// precondition warning and is left alone, as it is when there is nothing to
-/// save. A null port is a programming error.
-void param_save_for_port(const IOPort *port, const char *path);
+/// save. A null port is a programming error. False when anything that is to be
+/// kept was not saved.
+bool param_save_for_port(const IOPort *port, const char *path);
 
 /// Saves every port in service whose number is below the count of them, in
-/// the order of their numbers.
-void param_save_all(const char *path);
+/// the order of their numbers. False when any was not saved.
+bool param_save_all(const char *path);
 
 /// Gives the file to the user and the group "qel", so that the daemon can
 /// rewrite it without its start-up rights. A symbolic link is not followed.

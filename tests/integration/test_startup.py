@@ -332,12 +332,34 @@ def test_newer_settings_override_old_ones(make_sandbox, connect):
     assert get_usage(connect(box), 0) == "new"
 
 
-def test_old_parameters_are_taken_before_newer_ones_are_found_corrupt(
-        make_sandbox):
+def test_old_parameters_stay_until_they_are_kept_elsewhere(make_sandbox):
     box = make_sandbox(config=LAMP, orvad_conf="corrupt\n")
-    old = old_parameters(box, output_group("lamp"))
+    old = old_parameters(box, output_group("lamp", usage="old"))
     box.start_daemon().wait(expect=1)
+    assert old.exists()
+    parameter_file(box).unlink()
+    box.start()
     assert not old.exists()
+    assert parameters(box)["lamp"]["usage"] == "old"
+
+
+def test_old_parameters_of_a_port_that_starts_do_not_save_are_kept(
+        make_sandbox, connect):
+    box = make_sandbox(config=config(port("lamp", 7)))
+    old_parameters(box, output_group("lamp", usage="old"))
+    box.start()
+    box.daemon.stop()
+    box.start()
+    assert get_usage(connect(box), 7) == "old"
+
+
+def test_old_parameters_stay_while_there_is_no_place_for_them(make_sandbox):
+    box = make_sandbox(config=LAMP)
+    old = old_parameters(box, output_group("lamp", usage="old"))
+    with file_system(box.etc / "orvad"):
+        remount(box.etc / "orvad", "ro")
+        box.start().stop()
+        assert old.exists()
 
 
 def test_unreadable_old_parameters_stay_where_they_are(make_sandbox, connect):
