@@ -148,11 +148,23 @@ void declare_configured(IOPort *port, IOEvent *event)
 		return;
 	}
 	set_declaration_id(event, id);
+	event->declared_early = !port->is_setup;
 	if (event_declaration_is_property(declaration.get()) &&
 	    !event->declare_only && !send_configured(port, *event, id))
 		g_warning("Failed to send initial state of event %s for port "
 			  "%d",
 			  name, port->number);
+}
+
+/// What was sent when the event was declared early may not be what the port's
+/// line has turned out to be.
+void correct_initial_state(IOPort *port, IOEvent *event)
+{
+	if (!event->declared_early || !port->is_setup)
+		return;
+	event->declared_early = false;
+	if (io_port_get_state(port) != 0)
+		io_event_send_event(port, event, 1);
 }
 
 /// What @p event reports: the given state, or what the port's wiring is.
@@ -190,8 +202,11 @@ bool io_event_declare_event(IOPort *port, IOEvent *event)
 	if (event_producer == nullptr)
 		event_producer = event_producer_new("qel");
 	io_event_reset_filter(event);
-	if (declaration_id(event) != 0 ||
-	    !io_event_currently_applicable(port, event))
+	if (declaration_id(event) != 0) {
+		correct_initial_state(port, event);
+		return true;
+	}
+	if (!io_event_currently_applicable(port, event))
 		return true;
 	if (!event->name)
 		g_warning("Ignoring an event without a name on port %d",

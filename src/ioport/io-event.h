@@ -39,6 +39,10 @@ struct IOEvent {
 	/// Newest first.
 	std::list<EventKey> keys;
 
+	/// Declared before the port's set-up, when its state was not known.
+	/// Main thread.
+	bool declared_early = false;
+
 	/// Guards the three fields below, which the main thread and the port's
 	/// action thread both use. A leaf: nothing but the event library is
 	/// called with it held.

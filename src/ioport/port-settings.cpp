@@ -88,6 +88,9 @@ void store_name(IOPort *port, std::optional<std::string> *field,
 	const bool other_side = port->direction != (object == PROPERTY_INPUT);
 	if (port->type == PORT_IO_CTRL && other_side)
 		return;
+	// A sequence must not change the state between its reading for a new
+	// declaration and its sending.
+	const auto lock = io_port_lock_between_steps(port);
 	for (const auto &event : port->events)
 		io_event_redeclare_port(port, event.get());
 }
