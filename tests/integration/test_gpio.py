@@ -196,6 +196,24 @@ def test_output_drives_its_line(wire):
     assert changes.args == [changed(OUTPUT, True), changed(OUTPUT, False)]
 
 
+@pytest.mark.threaded
+def test_sequence_drives_the_line_while_others_read_and_write(wire):
+    service = wire(siren(), button(events=[event("IOPort")]))
+    changes = service.record()
+    steps = [(n % 2 == 0, n % 3 - 1) for n in range(600)]
+    calls = [("SetState", (OUTPUT, True)), ("GetState", (OUTPUT,)),
+             ("GetState", (INPUT,))] * 20
+    for _ in range(3):
+        service.start_sequence(OUTPUT, *steps)
+        assert set(pipeline(service.client, calls)) == {None}
+        service.board.burst("button", 20)
+        service.call("SetActive", OUTPUT, False, "closed")
+        changes.wait_for(lambda signal: signal.member == "ActionSequenceDone")
+        changes.signals.clear()
+    service.call("SetState", OUTPUT, True)
+    assert service.board.level("siren") == "high"
+
+
 def test_inverted_output_drives_its_line_the_other_way_round(wire):
     service = wire(siren(inverted=True))
     for state in (True, False):
