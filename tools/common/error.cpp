@@ -2,12 +2,12 @@
 
 #include <cstdarg>
 
-namespace orvadctl
+namespace tools
 {
 
 GQuark error_quark()
 {
-	return g_quark_from_static_string("orvadctl-error-quark");
+	return g_quark_from_static_string("tool-error-quark");
 }
 
 void set_usage_error(GError **error, const char *format, ...)
@@ -35,4 +35,4 @@ bool is_usage_error(const GError *error)
 	return g_error_matches(error, error_quark(), ERROR_USAGE);
 }
 
-} // namespace orvadctl
+} // namespace tools
