@@ -235,7 +235,7 @@ bool Line::open_value()
 	edges_.reset(is_input() ? open(path.c_str(),
 				       O_RDONLY | O_CLOEXEC | O_NONBLOCK)
 				: -1);
-	if (value_.get() >= 0 && (!is_input() || read_value(fd()) >= 0))
+	if (value_.get() >= 0 && (!is_input() || read_value(edges_.get()) >= 0))
 		return true;
 	warn_about("open", path);
 	close_value();
