@@ -30,16 +30,9 @@ constexpr unsigned kNumber = 17;
 class LineTest : public Test
 {
 protected:
-	LineTest()
+	~LineTest() override
 	{
-		g_log_set_handler(
-			"libugpio", G_LOG_LEVEL_WARNING,
-			[](const char *, GLogLevelFlags, const char *message,
-			   gpointer test) {
-				static_cast<LineTest *>(test)->warnings_ +=
-					message;
-			},
-			this);
+		g_log_remove_handler("libugpio", log_handler_);
 	}
 	/// The files of a line with @p value.
 	void add_line(const std::string &folder,
@@ -60,6 +53,16 @@ protected:
 
 	TempFolder root_;
 	std::string warnings_;
+
+private:
+	static void collect(const char *, GLogLevelFlags, const char *message,
+			    gpointer test)
+	{
+		static_cast<LineTest *>(test)->warnings_ += message;
+	}
+
+	const guint log_handler_ = g_log_set_handler(
+		"libugpio", G_LOG_LEVEL_WARNING, collect, this);
 };
 
 /// Waits for a number to be written to a file, and then does something.
