@@ -387,11 +387,47 @@ def test_hyphen_in_a_group_s_name_is_not_understood(wire):
     ends_with_criticals(service)
 
 
-@pytest.mark.parametrize("access", ["export", "write", "read"])
-def test_fault_during_set_up_leaves_nothing_exported(wire, access):
+LINE = f"/sys/class/gpio/gpio{BUTTON}"
+
+
+@pytest.mark.parametrize("access, warnings", [
+    ("export", [f"Cannot write {BUTTON} to /sys/class/gpio/export: "
+                "Input/output error",
+                f"Failed to allocate pin {BUTTON}/(null)"]),
+    ("write", [f"Cannot write in to {LINE}/direction: Input/output error",
+               f"Failed to allocate pin {BUTTON}/(null)"]),
+    ("read", [f"Cannot open {LINE}/value: Input/output error",
+              "Failed to open pin fd!"]),
+], ids=["export", "write", "read"])
+def test_fault_during_set_up_leaves_nothing_exported(wire, access, warnings):
     service = wire(button(), faults=[(BUTTON, "EIO", access)])
+    assert log_lines(service.daemon, "WARNING") == warnings
     assert REFUSED.format(INPUT) in service.log()
     assert service.exported() == [HELD]
+    ends_with_criticals(service)
+
+
+@pytest.mark.parametrize("make, line, call", [
+    (button, BUTTON, "(data->input_pin, TRUE, FALSE)"),
+    (siren, SIREN, "(data->output_pin, FALSE, state)"),
+    (configurable, IN, "(data->input_pin, TRUE, FALSE)"),
+    (configurable, OUT, "(data->output_pin, FALSE, "
+                        "io_port_direction_input (port) ? FALSE : state)"),
+    (configurable, CONTROL, "(data->io_ctrl_pin, FALSE, "
+                            "io_port_direction_input (port) ? 0 : 1)"),
+], ids=["input", "output", "both's input", "both's output", "control"])
+def test_request_that_fails_is_quoted_and_what_was_requested_stays(
+        wire, make, line, call):
+    """For as long as the port stays, which an optional one does."""
+    service = wire(make(optional=True), faults=[(line, "EIO", "export")])
+    assert ("CRITICAL libugpio_port_setup: assertion "
+            f"'libugpio_port_init_gpio_pin {call}' failed\n") in service.log()
+    lines = [IN, OUT, CONTROL] if make is configurable else [line]
+    assert service.exported() == sorted([*lines[:lines.index(line)], HELD])
+    assert service.names() == []
+    service.board.heal(line)
+    service.call("RefreshIOPorts")
+    assert service.exported() == sorted([*lines, HELD])
     ends_with_criticals(service)
 
 
