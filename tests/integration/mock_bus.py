@@ -2,6 +2,7 @@
 
 import contextlib
 import pathlib
+import re
 import subprocess
 import threading
 
@@ -12,12 +13,26 @@ from waiting import DEADLINE, wait_until
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 STATE_XML = (_ROOT / "src/dbus/com.vexa.IOControl.State.xml").read_text()
+SUPERVISED = "com.vexa.IOSupervised.Supervised"
+SUPERVISED_PATH = "/com/vexa/IOSupervised/Supervised"
+SUPERVISED_XML = (
+    _ROOT / "src/dbus/com.vexa.IOSupervised.Supervised.xml").read_text()
 EVENTS_PATH = "/org/orvad/Events1"
 PRODUCER_XML = """<node><interface name="org.orvad.Events1.Producer">
   <method name="ListDeclarations">
     <arg name="declarations" type="a(ua{sv})" direction="out"/>
   </method>
 </interface></node>"""
+
+
+def retyped(xml, method):
+    """xml with that method answering a number and nothing else: "(d)"."""
+    head, tail = xml.split(f'<method name="{method}">', 1)
+    body, rest = tail.split("</method>", 1)
+    body = re.sub('<arg [^>]*direction="out"/>', "", body)
+    return (f'{head}<method name="{method}">{body}'
+            '<arg name="odd" type="d" direction="out"/></method>' + rest)
+
 
 _BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC
   "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"

@@ -6,8 +6,10 @@ import pytest
 from gi.repository import GLib
 
 from bus_client import EVENTS, STATE, STATE_PATH
-from mock_bus import (EVENTS_PATH, PRODUCER_XML, STATE_XML, Answer, Mock,
+from mock_bus import (EVENTS_PATH, PRODUCER_XML, STATE_XML, SUPERVISED,
+                      SUPERVISED_PATH, SUPERVISED_XML, Answer, Mock,
                       PrivateBus)
+from orvadctl_support import Terminal
 
 QEL_PATH = EVENTS_PATH + "/qel"
 TIME = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}"
@@ -38,6 +40,24 @@ ANSWERS = {
         error=("com.vexa.IOControl.Error.Not_output", "Port not output.")),
     "SetVirtual": Answer(),
     "StartActionSequence": Answer(),
+}
+NO_SUPERVISED_PORT = Answer(error=(
+    "com.vexa.IOSupervised.Error.No_port", "No such port."))
+NOT_SUPERVISABLE = Answer(error=(
+    "com.vexa.IOSupervised.Not_supervisable", "Port is not supervisable."))
+RANGES = [("short", 0, 39), ("closed", 80, 249), ("open", 200, 319),
+          ("cut", 380, 399)]
+# Port 2 can be supervised.
+SUPERVISED_ANSWERS = {
+    "IsSupervisable": lambda port: Answer(port == 2, False),
+    "GetSupervised": lambda port: Answer(port == 2),
+    "SetSupervised": lambda port, on: Answer() if port == 2
+                     else NOT_SUPERVISABLE,
+    "GetSupervisedRanges": lambda port: Answer(RANGES) if port == 2
+                           else NOT_SUPERVISABLE,
+    "SetSupervisedRanges": Answer(),
+    "GetSupervisedReadout": lambda port: Answer("closed", 120) if port == 2
+                            else NOT_SUPERVISABLE,
 }
 DESCRIPTION = {
     "type": GLib.Variant("s", ""),
@@ -86,6 +106,16 @@ def fixture_make_daemon(make_mock):
     return make
 
 
+@pytest.fixture(name="make_supervised")
+def fixture_make_supervised(make_mock):
+    """make_supervised(xml=..., Method=Answer(...)): a mock of the daemon's
+    interface for supervised inputs; the daemon itself is another one."""
+    def make(xml=SUPERVISED_XML, **answers):
+        return make_mock(SUPERVISED, {
+            SUPERVISED_PATH: (xml, {**SUPERVISED_ANSWERS, **answers})})
+    return make
+
+
 @pytest.fixture(name="make_events")
 def fixture_make_events(make_mock):
     """make_events(answer): a mock of the event service, one producer."""
@@ -107,6 +137,19 @@ def fixture_run(bus, program):
 def fixture_start(bus, start_on):
     """start(words...): a run that goes on."""
     return lambda *words: start_on(bus.address, *words)
+
+
+@pytest.fixture(name="start_on_terminal")
+def fixture_start_on_terminal(bus, program):
+    """start_on_terminal(words...): a run on a terminal."""
+    terminals = []
+
+    def start(*words, **options):
+        terminals.append(Terminal(program, bus.address, *words, **options))
+        return terminals[-1]
+    yield start
+    for terminal in terminals:
+        terminal.destroy()
 
 
 def output(result):

@@ -1,9 +1,12 @@
 """Runs of the command-line client."""
 
 import os
+import pty
+import re
 import select
 import signal
 import subprocess
+import termios
 
 import pytest
 
@@ -85,6 +88,82 @@ class Running:
         self.process.wait()
         self.process.stdout.close()
         self.process.stderr.close()
+
+
+class Terminal:
+    """A run whose output goes to a terminal of its own."""
+
+    def __init__(self, program, address, *words, columns=80, env=None):
+        self._far, near = pty.openpty()
+        self.resize(columns)
+        self.process = program.popen(
+            address, *words, stdout=near, stderr=near,
+            env={"TERM": "xterm", **(env or {})})
+        os.close(near)
+        self._received = b""
+
+    def resize(self, columns):
+        """Gives the terminal that many columns."""
+        termios.tcsetwinsize(self._far, (24, columns))
+
+    def _read(self):
+        """Takes what there is; False once nobody holds the other end."""
+        if not select.select([self._far], [], [], DEADLINE)[0]:
+            raise TimedOut(f"no further output; got {self._received}")
+        try:
+            self._received += os.read(self._far, 4096)
+        except OSError:
+            return False
+        return True
+
+    @property
+    def text(self):
+        """All that has been read so far, every control sequence included."""
+        return self._received.decode(errors="ignore")
+
+    @property
+    def screen(self):
+        """The lines that can be seen, without their colours."""
+        lines = [""]
+        row = 0
+        for token in re.findall("\033\\[\\d*[A-Za-z]|\r\n|[^\033\r]+",
+                                self.text):
+            if token == "\r\n":
+                row += 1
+                lines[row:] = lines[row:] or [""]
+            elif token.endswith("A") and token.startswith("\033"):
+                row -= int(token[2:-1])
+                assert row >= 0, self.text
+            elif token == "\033[J":
+                del lines[row + 1:]
+                lines[row] = ""
+            elif not token.startswith("\033"):
+                lines[row] += token
+        return lines
+
+    def wait_for(self, condition):
+        """Reads on until condition(screen) holds; the screen."""
+        while not condition(self.screen):
+            if not self._read():
+                raise EOFError(self.text)
+        return self.screen
+
+    def wait(self):
+        """Waits for the end; the exit status."""
+        while self._read():
+            pass
+        return self.process.wait(DEADLINE)
+
+    def interrupt(self):
+        """Ctrl-C; the exit status."""
+        self.process.send_signal(signal.SIGINT)
+        return self.wait()
+
+    def destroy(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        os.close(self._far)
 
 
 @pytest.fixture(name="program")

@@ -84,6 +84,10 @@ def test_list_shows_the_daemon_s_ports(orvadctl):
 def test_get_shows_the_daemon_s_settings(service, orvadctl):
     service.call("SetActive", IN, True, "open")
     shown = json.loads(orvadctl("get", "door", "--json"))
+    # A daemon need not serve supervised inputs.
+    assert shown.pop("supervisable") in (False, None)
+    assert shown.pop("supervised") in (False, None)
+    assert shown.pop("line") is None
     assert shown == {
         "number": IN, "name": "door", "kind": "input", "direction": "input",
         "active": service.call("GetState", IN), "active_level": "open",
@@ -121,7 +125,7 @@ def test_set_simulates(service, orvadctl, words, number):
 @pytest.mark.parametrize("words, error", [
     (["set", "door", "on"], "port 1 (door): Port not output."),
     (["pulse", "both", "10"], "port 3 (both): Port not output."),
-    (["set", "bare", "on"], "port 5 (bare) cannot be driven: it is neither a "
+    (["set", "bare", "on"], "port 5 (bare) cannot be reached: it is neither a "
                             "real port nor a virtual one"),
     (["get", "6"], 'there is no port "6"; "orvadctl list" shows the numbers '
                    "and names"),

@@ -2,16 +2,15 @@
 
 import json
 import os
-import pty
 import re
 
 import pytest
 
 from mock_bus import Answer
 from orvadctl_mock_support import (failure, fixture_bus, fixture_make_daemon,
-                                   fixture_make_mock, fixture_run, output)
+                                   fixture_make_mock, fixture_run,
+                                   fixture_start_on_terminal, output)
 from orvadctl_support import fixture_program
-from waiting import DEADLINE
 
 
 @pytest.mark.parametrize("words", [[], ["--json"], ["--"]])
@@ -23,7 +22,8 @@ def test_missing_command_is_told_in_one_line(run, words):
 @pytest.mark.parametrize("words", [["help"], ["--help"], ["-h"]])
 def test_help_lists_every_command(run, words):
     text = output(run(*words))
-    for command in ("list", "get", "set", "pulse", "watch", "events", "help"):
+    for command in ("list", "get", "set", "pulse", "watch", "events",
+                    "supervise", "ranges", "readout", "help"):
         assert f"\n  {command} " in text
 
 
@@ -55,6 +55,21 @@ def test_version_is_told(run, words):
     (["pulse", "1", "2147484"], '"2147484" is no time in ms'),
     (["pulse", "1", "5", "1e3"], '"1e3" is no time in ms'),
     (["watch", "--count", "0"], "--count takes a number from 1"),
+    (["supervise", "1"], "supervise: missing argument"),
+    (["supervise", "1", "yes"], '"yes" is neither on nor off'),
+    (["supervise", "1", "on", "off"], "supervise: unexpected argument"),
+    (["ranges"], "ranges: missing argument"),
+    (["ranges", "1", "open"], "ranges: a range takes STATE, LOWER and UPPER"),
+    (["ranges", "1", "open", "0"], "ranges: a range takes"),
+    (["ranges", "1", "open", "0", "1", "2"], "ranges: unexpected argument"),
+    (["ranges", "1", "open", "4294967296", "1"],
+     '"4294967296" is no level, 0 to 4294967295'),
+    (["ranges", "1", "open", "0", "0x100000000"], '"0x100000000" is no level'),
+    (["ranges", "1", "open", "--", "0", "-1"], '"-1" is no level'),
+    (["ranges", "1", b"\xff", "0", "1"], r'"\xff" is no state'),
+    (["readout"], "readout: missing argument"),
+    (["readout", "1", "2"], "readout: unexpected argument"),
+    (["readout", "1", "--count", "2"], "--count goes with --live"),
     (["--timeout", "0", "list"], "--timeout takes seconds"),
     (["a\nb"], r'there is no command "a\nb"'),
 ])
@@ -82,21 +97,12 @@ def test_closed_pipe_is_a_quiet_end(make_daemon, bus, program):
 
 
 @pytest.fixture(name="on_terminal")
-def fixture_on_terminal(bus, program):
+def fixture_on_terminal(start_on_terminal):
     """on_terminal(words...): what a terminal gets from a run."""
     def execute(*words, env=None):
-        terminal, end = pty.openpty()
-        process = program.popen(bus.address, *words, stdout=end, env=env)
-        os.close(end)
-        received = b""
-        try:
-            while chunk := os.read(terminal, 4096):
-                received += chunk
-        except OSError:
-            pass  # How a terminal tells that nobody holds its other end.
-        os.close(terminal)
-        assert process.wait(DEADLINE) == 0
-        return received.decode()
+        terminal = start_on_terminal(*words, env=env)
+        assert terminal.wait() == 0
+        return terminal.text
     return execute
 
 

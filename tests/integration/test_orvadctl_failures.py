@@ -5,16 +5,19 @@ import re
 import pytest
 
 from bus_client import STATE, STATE_PATH
-from mock_bus import STATE_XML, Answer, Mock, PrivateBus
+from mock_bus import STATE_XML, Answer, Mock, PrivateBus, retyped
 from orvadctl_mock_support import (ANSWERS, failure, fixture_bus,
                                    fixture_make_daemon, fixture_make_mock,
                                    fixture_run, fixture_start)
 from orvadctl_support import fixture_program, fixture_start_on
 
-COMMANDS = [["list"], ["get", "2"], ["set", "3", "on"], ["pulse", "3", "10"]]
+COMMANDS = [["list"], ["get", "2"], ["set", "3", "on"], ["pulse", "3", "10"],
+            ["supervise", "2", "on"], ["ranges", "2"],
+            ["ranges", "2", "open", "0", "9"], ["readout", "2"]]
 
 
-@pytest.mark.parametrize("words", [*COMMANDS, ["watch"], ["events"]])
+@pytest.mark.parametrize("words", [*COMMANDS, ["watch"], ["events"],
+                                   ["readout", "2", "--live"]])
 def test_missing_bus_is_told(tmp_path, run, words):
     message = failure(run(*words, address=f"unix:path={tmp_path}/none"))
     assert message.startswith("cannot reach the system bus: ")
@@ -34,7 +37,8 @@ def test_daemon_that_is_just_starting_is_told(make_mock, run, words):
         "the port daemon is just starting or ending; try again in a moment")
 
 
-@pytest.mark.parametrize("words", [*COMMANDS, ["watch"]])
+@pytest.mark.parametrize("words", [*COMMANDS, ["watch"],
+                                   ["readout", "2", "--live"]])
 def test_daemon_that_never_answers_is_told(make_daemon, run, words):
     make_daemon(GetPortProps=None)
     assert "does not answer" in failure(run(*words, "--timeout", "0.05"))
@@ -63,7 +67,8 @@ def test_daemon_that_ends_without_an_answer_is_told(make_daemon, start, words):
                              "answer; try again once it is back\n")
 
 
-@pytest.mark.parametrize("words", [*COMMANDS, ["watch"]])
+@pytest.mark.parametrize("words", [*COMMANDS, ["watch"],
+                                   ["readout", "2", "--live"]])
 def test_listing_of_another_type_is_told(make_daemon, run, words):
     make_daemon(STATE_XML.replace("a(sibbbba(sb))", "as"),
                 GetPortProps=Answer(1, ["x"]))
@@ -76,12 +81,7 @@ def test_listing_of_another_type_is_told(make_daemon, run, words):
     ("SetVirtual", ["set", "33", "on"]),
     ("StartActionSequence", ["pulse", "3", "10"])])
 def test_answer_of_another_type_is_told(make_daemon, run, method, words):
-    head, tail = STATE_XML.split(f'<method name="{method}">', 1)
-    body, rest = tail.split("</method>", 1)
-    body = re.sub('<arg [^>]*direction="out"/>', "", body)
-    xml = (f'{head}<method name="{method}">{body}'
-           '<arg name="odd" type="d" direction="out"/></method>' + rest)
-    make_daemon(xml, **{method: Answer(0.5)})
+    make_daemon(retyped(STATE_XML, method), **{method: Answer(0.5)})
     assert "(d)" in failure(run(*words))
 
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 namespace orvadctl
 {
@@ -13,14 +14,18 @@ constexpr guint64 LONGEST_TIMEOUT_S = 24 * 60 * 60;
 constexpr guint64 MS_PER_SECOND = 1000;
 constexpr std::size_t DECIMALS = 3;
 
+constexpr guint DECIMAL = 10;
+constexpr guint HEXADECIMAL = 16;
+constexpr std::string_view HEXADECIMAL_PREFIX = "0x";
+
 std::optional<guint64> parse_number(const std::string &text, guint64 lowest,
-				    guint64 highest)
+				    guint64 highest, guint base = DECIMAL)
 {
 	guint64 number = 0;
 
 	// A byte of zero would end the text for GLib only.
 	if (text.find('\0') != std::string::npos ||
-	    !g_ascii_string_to_unsigned(text.c_str(), 10, lowest, highest,
+	    !g_ascii_string_to_unsigned(text.c_str(), base, lowest, highest,
 					&number, nullptr))
 		return std::nullopt;
 	return number;
@@ -83,6 +88,14 @@ std::optional<gint32> parse_port_number(const std::string &text)
 		return std::nullopt;
 	auto number = static_cast<gint64>(*magnitude);
 	return static_cast<gint32>(negative ? -number : number);
+}
+
+std::optional<guint32> parse_limit(const std::string &text)
+{
+	if (text.starts_with(HEXADECIMAL_PREFIX))
+		return parse_number(text.substr(HEXADECIMAL_PREFIX.size()), 0,
+				    G_MAXUINT32, HEXADECIMAL);
+	return parse_number(text, 0, G_MAXUINT32);
 }
 
 } // namespace orvadctl

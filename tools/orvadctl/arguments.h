@@ -3,7 +3,7 @@
 /// The values that a command line may hold. Each function takes the whole text
 /// strictly and answers nothing for any other text: no signs but a port
 /// number's "-", no blanks, no trailing characters, nothing out of range, no
-/// matter which locale.
+/// matter which locale. Numbers are decimal unless said otherwise.
 
 #include <glib.h>
 
@@ -31,5 +31,8 @@ std::optional<gint> parse_timeout(const std::string &text);
 
 /// A port's number, any of 32 bits; with "-" in front when it is negative.
 std::optional<gint32> parse_port_number(const std::string &text);
+
+/// A limit of a range, any of 32 bits; hexadecimal behind "0x".
+std::optional<guint32> parse_limit(const std::string &text);
 
 } // namespace orvadctl

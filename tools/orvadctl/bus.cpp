@@ -9,29 +9,14 @@ namespace orvadctl
 namespace
 {
 
-bool is_daemon_missing(const GError *error)
-{
-	return g_error_matches(error, G_DBUS_ERROR,
-			       G_DBUS_ERROR_SERVICE_UNKNOWN) ||
-	       g_error_matches(error, G_DBUS_ERROR,
-			       G_DBUS_ERROR_NAME_HAS_NO_OWNER);
-}
-
-bool is_timeout(const GError *error)
-{
-	return g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
-	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMEOUT) ||
-	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMED_OUT);
-}
-
 /// The sentence for an error that the user can do something about; null for
 /// any other.
 const char *advice(const GError *error)
 {
-	if (is_daemon_missing(error))
+	if (says_service_missing(error))
 		return "the port daemon is not running; start it with "
 		       "\"systemctl start orvad\"";
-	if (is_timeout(error))
+	if (says_no_answer(error))
 		return "the port daemon does not answer; try again with a "
 		       "longer --timeout, or restart it";
 	if (says_object_missing(error))
@@ -123,10 +108,25 @@ void explain_port_error(GError **error, const Port &port)
 		       "%s: ", port_label(port.number, port.name).c_str());
 }
 
+bool says_service_missing(const GError *error)
+{
+	return g_error_matches(error, G_DBUS_ERROR,
+			       G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+	       g_error_matches(error, G_DBUS_ERROR,
+			       G_DBUS_ERROR_NAME_HAS_NO_OWNER);
+}
+
 bool says_service_gone(const GError *error)
 {
-	return is_daemon_missing(error) ||
+	return says_service_missing(error) ||
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
+}
+
+bool says_no_answer(const GError *error)
+{
+	return g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
+	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMEOUT) ||
+	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMED_OUT);
 }
 
 bool says_object_missing(const GError *error)

@@ -37,8 +37,12 @@ void explain_call_error(GError **error);
 /// The same, saying first which port it is about.
 void explain_port_error(GError **error, const Port &port);
 
-/// Whether the error of a call says that its service is not there (any more).
+/// Whether the error of a call says that nobody has the service's name.
+bool says_service_missing(const GError *error);
+/// Whether it says that the service is not there (any more).
 bool says_service_gone(const GError *error);
+/// Whether it says that the answer took longer than it may.
+bool says_no_answer(const GError *error);
 /// Whether it says that the service is there, but not what was asked of it: it
 /// is just starting or ending.
 bool says_object_missing(const GError *error);

@@ -211,7 +211,7 @@ bool run(Context &context, GError **error)
 	bool wait = !context.options.no_wait;
 
 	if (!parse_steps(context.options.arguments, steps, error) ||
-	    !find_driven_target(context, target, error))
+	    !find_reachable_target(context, target, error))
 		return false;
 	bool simulated = is_simulated(context, *target.port);
 	Pulse pulse(target, steps, simulated);

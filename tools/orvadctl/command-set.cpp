@@ -52,7 +52,7 @@ bool run(Context &context, GError **error)
 				word.c_str());
 		return false;
 	}
-	if (!find_driven_target(context, target, error))
+	if (!find_reachable_target(context, target, error))
 		return false;
 	bool simulated = is_simulated(context, *target.port);
 	if (!drive(target, simulated, *active, error))

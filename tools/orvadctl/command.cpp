@@ -14,10 +14,20 @@ bool find_target(const Context &context, Target &target, GError **error)
 	return target.port != nullptr;
 }
 
-bool find_driven_target(const Context &context, Target &target, GError **error)
+bool find_reachable_target(const Context &context, Target &target,
+			   GError **error)
 {
 	return find_target(context, target, error) &&
 	       check_reachable(target.ports, *target.port, error);
+}
+
+bool find_supervised_target(const Context &context, SupervisedTarget &target,
+			    GError **error)
+{
+	if (!find_reachable_target(context, target, error))
+		return false;
+	target.supervised = open_supervised(target.daemon.get(), error);
+	return target.supervised != nullptr;
 }
 
 bool is_simulated(const Context &context, const Port &port)

@@ -6,6 +6,7 @@
 #include "bus.h"
 #include "options.h"
 #include "output.h"
+#include "supervised-bus.h"
 
 #include <string>
 
@@ -42,9 +43,19 @@ struct Target {
 /// Opens the daemon and looks the port up.
 bool find_target(const Context &context, Target &target, GError **error);
 
-/// The same for a command that drives the port: the daemon must find this very
-/// port by its number.
-bool find_driven_target(const Context &context, Target &target, GError **error);
+/// The same for a command that acts on the port by its number: the daemon must
+/// find this very port by it.
+bool find_reachable_target(const Context &context, Target &target,
+			   GError **error);
+
+/// A target and the daemon's interface for supervised inputs.
+struct SupervisedTarget : Target {
+	SupervisedPtr supervised;
+};
+
+/// The same as find_reachable_target(), and opens that interface.
+bool find_supervised_target(const Context &context, SupervisedTarget &target,
+			    GError **error);
 
 /// Whether a change of the port is to be simulated: asked for with --virtual,
 /// or the only way, since the port has no hardware.
@@ -56,5 +67,8 @@ extern const Command SET_COMMAND;
 extern const Command PULSE_COMMAND;
 extern const Command WATCH_COMMAND;
 extern const Command EVENTS_COMMAND;
+extern const Command SUPERVISE_COMMAND;
+extern const Command RANGES_COMMAND;
+extern const Command READOUT_COMMAND;
 
 } // namespace orvadctl

@@ -40,8 +40,9 @@ const Command HELP_COMMAND = {
 
 /// In the order of the help.
 const Command *const COMMANDS[] = {
-	&LIST_COMMAND,  &GET_COMMAND,    &SET_COMMAND,  &PULSE_COMMAND,
-	&WATCH_COMMAND, &EVENTS_COMMAND, &HELP_COMMAND,
+	&LIST_COMMAND,    &GET_COMMAND,    &SET_COMMAND,       &PULSE_COMMAND,
+	&WATCH_COMMAND,   &EVENTS_COMMAND, &SUPERVISE_COMMAND, &RANGES_COMMAND,
+	&READOUT_COMMAND, &HELP_COMMAND,
 };
 
 std::string synopsis(const Command &command)

@@ -21,6 +21,7 @@ struct Raw {
 	gboolean names = FALSE;
 	gboolean simulate = FALSE;
 	gboolean no_wait = FALSE;
+	gboolean live = FALSE;
 	char *timeout = nullptr;
 	char *count = nullptr;
 	char **rest = nullptr;
@@ -53,6 +54,8 @@ constexpr KnownOption KNOWN_OPTIONS[] = {
 	 "simulate the change, leave the hardware alone"},
 	{OPTION_NO_WAIT, "no-wait", 0, &Raw::no_wait, nullptr, nullptr,
 	 "do not wait for the end of the sequence"},
+	{OPTION_LIVE, "live", 0, &Raw::live, nullptr, nullptr,
+	 "go on showing it as it changes"},
 	{OPTION_COUNT, "count", 'n', nullptr, &Raw::count, "N",
 	 "end after N of them"},
 	{OPTIONS_COMMON, "json", 'j', &Raw::json, nullptr, nullptr,
@@ -165,6 +168,7 @@ void take_flags(const Raw &raw, Options &options)
 	options.names |= raw.names != FALSE;
 	options.simulate |= raw.simulate != FALSE;
 	options.no_wait |= raw.no_wait != FALSE;
+	options.live |= raw.live != FALSE;
 	options.arguments.clear();
 	for (char **word = raw.rest; word && *word; ++word)
 		options.arguments.emplace_back(*word);

@@ -16,7 +16,8 @@ enum OptionSet : unsigned {
 	OPTION_NAMES = 1 << 0,
 	OPTION_VIRTUAL = 1 << 1,
 	OPTION_NO_WAIT = 1 << 2,
-	OPTION_COUNT = 1 << 3
+	OPTION_COUNT = 1 << 3,
+	OPTION_LIVE = 1 << 4
 };
 
 constexpr gint DEFAULT_TIMEOUT_MS = 25000;
@@ -30,6 +31,7 @@ struct Options {
 	bool simulate = false; ///< --virtual
 	bool no_wait = false;
 	guint count = 0; ///< 0: without end.
+	bool live = false;
 	/// What is not an option, in order.
 	std::vector<std::string> arguments;
 };

@@ -133,7 +133,7 @@ bool check_reachable(const std::vector<Port> &ports, const Port &port,
 
 	if (reached == &port)
 		return true;
-	set_failure(error, "%s cannot be driven: %s",
+	set_failure(error, "%s cannot be reached: %s",
 		    port_label(port.number, port.name).c_str(),
 		    reached ? "its number leads to another port"
 			    : "it is neither a real port nor a virtual one");

@@ -19,6 +19,14 @@ const char *start_sequence(Style style)
 		return "\033[33m";
 	case Style::FAINT:
 		return "\033[2m";
+	case Style::LINE_OPEN:
+		return "\033[36m";
+	case Style::LINE_CLOSED:
+		return "\033[32m";
+	case Style::LINE_SHORT:
+		return "\033[35m";
+	case Style::LINE_CUT:
+		return "\033[31m";
 	}
 	return "";
 }

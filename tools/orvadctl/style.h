@@ -12,7 +12,12 @@ enum class Style {
 	HEADING,
 	ACTIVE,  ///< an active port
 	WARNING, ///< something went away
-	FAINT    ///< what is there to be skipped, as a time stamp
+	FAINT,   ///< what is there to be skipped, as a time stamp
+	// The line of a supervised input; the last two mean tampering.
+	LINE_OPEN,
+	LINE_CLOSED,
+	LINE_SHORT,
+	LINE_CUT
 };
 
 /// text in its colours, or text itself when colour is false.

@@ -71,6 +71,16 @@ std::string escape_json_character(gunichar c)
 	       hex_escape("u", 4, 0xdc00 + (c & 0x3ff));
 }
 
+/// How many terminal columns a character takes.
+std::size_t width_of(gunichar c)
+{
+	if (c == INVALID)
+		return 1;
+	if (g_unichar_iszerowidth(c))
+		return 0;
+	return g_unichar_iswide(c) ? 2 : 1;
+}
+
 } // namespace
 
 std::string escape(std::string_view text)
@@ -124,12 +134,26 @@ std::size_t display_width(std::string_view text)
 	std::size_t width = 0;
 
 	while (!text.empty()) {
-		auto [c, length] = decode(text);
-		if (c == INVALID || !g_unichar_iszerowidth(c))
-			width += c != INVALID && g_unichar_iswide(c) ? 2 : 1;
-		text.remove_prefix(length);
+		Decoded next = decode(text);
+		width += width_of(next.character);
+		text.remove_prefix(next.length);
 	}
 	return width;
+}
+
+std::string clip(std::string_view text, std::size_t columns)
+{
+	std::size_t length = 0;
+
+	while (length < text.size()) {
+		Decoded next = decode(text.substr(length));
+		std::size_t width = width_of(next.character);
+		if (width > columns)
+			break;
+		columns -= width;
+		length += next.length;
+	}
+	return std::string(text.substr(0, length));
 }
 
 } // namespace orvadctl

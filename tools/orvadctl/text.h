@@ -27,4 +27,8 @@ std::string escape_json(std::string_view json);
 /// @param text UTF-8 without control characters, as escape() returns it.
 std::size_t display_width(std::string_view text);
 
+/// The beginning of text that fits into that many terminal columns.
+/// @param text as for display_width().
+std::string clip(std::string_view text, std::size_t columns);
+
 } // namespace orvadctl

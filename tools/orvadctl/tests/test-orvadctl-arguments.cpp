@@ -93,3 +93,28 @@ TEST(ParsePortNumber, IsStrict)
 		EXPECT_EQ(parse_port_number(text), std::nullopt) << text;
 	EXPECT_EQ(parse_port_number("-7\0"s), std::nullopt);
 }
+
+TEST(ParseLimit, TakesWhatFitsInto32Bits)
+{
+	EXPECT_EQ(parse_limit("0"), 0u);
+	EXPECT_EQ(parse_limit("65536"), 65536u);
+	EXPECT_EQ(parse_limit("4294967295"), 4294967295u);
+	EXPECT_EQ(parse_limit("4294967296"), std::nullopt);
+}
+
+TEST(ParseLimit, TakesHexadecimalBehindItsPrefix)
+{
+	EXPECT_EQ(parse_limit("0x0"), 0u);
+	EXPECT_EQ(parse_limit("0xff"), 255u);
+	EXPECT_EQ(parse_limit("0xFFFFFFFF"), 4294967295u);
+	EXPECT_EQ(parse_limit("0x100000000"), std::nullopt);
+}
+
+TEST(ParseLimit, IsStrict)
+{
+	for (const char *text : {"", "-1", "+1", " 1", "1 ", "1.5", "1e3", "ff",
+				 "0x", "0x-1", "0x 1", "0x0x1", "x1", "0xg"})
+		EXPECT_EQ(parse_limit(text), std::nullopt) << text;
+	EXPECT_EQ(parse_limit("1\0"s), std::nullopt);
+	EXPECT_EQ(parse_limit("0x1\0"s), std::nullopt);
+}

@@ -79,6 +79,7 @@ TEST(CommandOptions, OfAnotherCommandAreRefused)
 {
 	expect_usage_error({"--virtual"}, OPTION_COUNT);
 	expect_usage_error({"--count", "1"}, OPTION_VIRTUAL);
+	expect_usage_error({"--live"}, OPTION_COUNT);
 	expect_usage_error({"-1"}, OPTION_VIRTUAL);
 	expect_usage_error({"-7"}, OPTION_COUNT);
 }
@@ -86,6 +87,7 @@ TEST(CommandOptions, OfAnotherCommandAreRefused)
 TEST(CommandOptions, ValuesAreChecked)
 {
 	EXPECT_EQ(parse({"-n", "3"}, OPTION_COUNT).count, 3u);
+	EXPECT_TRUE(parse({"--live"}, OPTION_LIVE).live);
 	expect_usage_error({"--count", "0"}, OPTION_COUNT);
 	expect_usage_error({"--count"}, OPTION_COUNT);
 	expect_usage_error({"--timeout", "1,5"}, OPTIONS_COMMON);

@@ -167,8 +167,9 @@ TEST(CheckReachable, PortBehindAnotherOfItsNumberIsRefused)
 	util::Error error;
 
 	EXPECT_FALSE(check_reachable(ports, ports[0], &error));
-	EXPECT_STREQ(error.message(), "port 1 (a) cannot be driven: its number "
-				      "leads to another port");
+	EXPECT_STREQ(error.message(),
+		     "port 1 (a) cannot be reached: its number "
+		     "leads to another port");
 }
 
 TEST(CheckReachable, PortThatIsNeitherRealNorVirtualIsRefused)

@@ -80,3 +80,19 @@ TEST(DisplayWidth, CopesWithBytesThatAreNotUtf8)
 {
 	EXPECT_EQ(display_width("a\xff"), 2u);
 }
+
+TEST(Clip, KeepsWhatFits)
+{
+	EXPECT_EQ(clip("Tür", 3), "Tür");
+	EXPECT_EQ(clip("Tür", 2), "Tü");
+	EXPECT_EQ(clip("Tür", 0), "");
+	EXPECT_EQ(clip("", 5), "");
+	EXPECT_EQ(clip("Tür", std::string::npos), "Tür");
+}
+
+TEST(Clip, CutsNoCharacterInHalf)
+{
+	EXPECT_EQ(clip("a門b", 2), "a");
+	EXPECT_EQ(clip("a門b", 3), "a門");
+	EXPECT_EQ(clip("u\u0308x", 1), "u\u0308");
+}
