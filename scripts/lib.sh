@@ -7,7 +7,7 @@ export PYTHONDONTWRITEBYTECODE=1
 BUILD_PACKAGES=(
 	build-essential pkg-config meson ninja-build python3
 	libglib2.0-dev libglib2.0-dev-bin libjson-glib-dev
-	libgtest-dev libgmock-dev
+	libgtest-dev libgmock-dev linux-libc-dev-mipsel-cross
 	libgpiod-dev libfuse3-dev fuse3
 	dbus-daemon libglib2.0-bin bubblewrap
 )

@@ -27,11 +27,6 @@ unsigned request_flags(const GpioPin *pin, bool is_input, bool state)
 	return high ? REQUEST_OUTPUT | REQUEST_HIGH : REQUEST_OUTPUT;
 }
 
-const char *alias_text(const GpioPin *pin)
-{
-	return pin->alias ? pin->alias->c_str() : "(null)";
-}
-
 bool request(GpioPin *pin, unsigned flags)
 {
 	libugpio_close_gpio_pin(pin);
@@ -41,24 +36,24 @@ bool request(GpioPin *pin, unsigned flags)
 					       flags, "pin"));
 	if (!pin->gpio)
 		g_warning("Failed to allocate pin %d/%s", pin->pin,
-			  alias_text(pin));
+			  libugpio_alias(pin));
 	return pin->gpio != nullptr;
 }
 
-bool open_line(const GpioPin *pin)
+bool apply_inversion(const GpioPin *pin)
 {
-	if (ugpio_full_open(pin->gpio.get()) == -1) {
-		g_warning("Failed to open pin fd!");
-		return false;
-	}
-	if (ugpio_set_activelow(pin->gpio.get(), pin->inverted != 0) != 0) {
-		g_warning("Failed set active low!");
-		return false;
-	}
-	return true;
+	if (ugpio_set_activelow(pin->gpio.get(), pin->inverted != 0) == 0)
+		return true;
+	g_warning("Failed set active low!");
+	return false;
 }
 
 } // namespace
+
+const char *libugpio_alias(const GpioPin *pin)
+{
+	return pin->alias ? pin->alias->c_str() : "(null)";
+}
 
 void libugpio_parse_data_pin(GpioPinPtr &pin, const char *key,
 			     const char *value)
@@ -75,19 +70,49 @@ void libugpio_parse_data_pin(GpioPinPtr &pin, const char *key,
 		pin->inverted = std::strcmp(value, "true") == 0;
 }
 
+bool libugpio_request_gpio_pin(GpioPin *pin, bool is_input, bool state)
+{
+	if (pin == nullptr ||
+	    !request(pin, request_flags(pin, is_input, state)))
+		return false;
+	if (ugpio_full_open(pin->gpio.get()) == -1) {
+		g_warning("Failed to open pin fd!");
+		return false;
+	}
+	return apply_inversion(pin);
+}
+
 /// An output's level is written once more after the request: an active-low
 /// line means it the other way round only now.
 bool libugpio_port_init_gpio_pin(GpioPin *pin, bool is_input, bool state)
 {
-	if (pin == nullptr)
+	if (!libugpio_request_gpio_pin(pin, is_input, state))
 		return false;
 	const unsigned flags = request_flags(pin, is_input, state);
-	if (!request(pin, flags) || !open_line(pin))
-		return false;
 	if (!is_input &&
 	    ugpio_set_value(pin->gpio.get(), (flags & REQUEST_HIGH) != 0) == -1)
 		g_warning("Failed to set state on port!\n");
 	return true;
+}
+
+bool libugpio_request_gpio_pin_as_it_is(GpioPin *pin, const char *label)
+{
+	MODULE_ASSERT(kModule, pin != NULL);
+	libugpio_close_gpio_pin(pin);
+	pin->gpio.reset(pin->alias
+				? ugpio_request_named(pin->alias->c_str())
+				: ugpio_request(static_cast<unsigned>(pin->pin),
+						label));
+	if (!pin->gpio) {
+		g_warning("Request for gpio pin %s failed.",
+			  libugpio_alias(pin));
+		return false;
+	}
+	if (ugpio_full_open(pin->gpio.get()) == -1) {
+		g_warning("Failed to open gpio pin %s\n", libugpio_alias(pin));
+		return false;
+	}
+	return apply_inversion(pin);
 }
 
 bool libugpio_set_gpio_pin(GpioPin *pin, int value)
@@ -96,7 +121,7 @@ bool libugpio_set_gpio_pin(GpioPin *pin, int value)
 	errno = 0;
 	if (ugpio_set_value(pin->gpio.get(), value) != -1)
 		return true;
-	g_warning("Failed to set gpio pin %s: %s", alias_text(pin),
+	g_warning("Failed to set gpio pin %s: %s", libugpio_alias(pin),
 		  g_strerror(errno));
 	return false;
 }

@@ -40,10 +40,21 @@ using GpioPinPtr = std::unique_ptr<GpioPin>;
 void libugpio_parse_data_pin(GpioPinPtr &pin, const char *key,
 			     const char *value);
 
+/// The line's name for messages; "(null)" for one that has a number only.
+const char *libugpio_alias(const GpioPin *pin);
+
 /// Requests the line: as an input that shows both edges, or as an output that
 /// starts with @p state, which an active-low line inverts. False, after a
 /// warning, when the line cannot be had; false, too, without a record.
+bool libugpio_request_gpio_pin(GpioPin *pin, bool is_input, bool state);
+
+/// The same, and writes an output's first level once more.
 bool libugpio_port_init_gpio_pin(GpioPin *pin, bool is_input, bool state);
+
+/// Requests the line and leaves its direction as it is. False, after a warning,
+/// when it cannot be had. A missing record is a programming error.
+/// @param label whose line it is.
+bool libugpio_request_gpio_pin_as_it_is(GpioPin *pin, const char *label);
 
 /// Writes 0 or 1 to the line. False, after a warning, when that failed. A
 /// missing record is a programming error. Any thread.

@@ -1,6 +1,7 @@
 #include "backends/sysfs-backend.h"
 
 #include "backends/backend-data.h"
+#include "backends/poll.h"
 #include "ioport/port-seam.h"
 #include "ioport/port-state.h"
 #include "util/assert.h"
@@ -125,29 +126,14 @@ void sysfs_port_set_state(IOPort *, int)
 void sysfs_port_set_watch(IOPort *port)
 {
 	auto *data = backend::data<SysfsPortData>(port);
-	// A poll that runs goes on, or whoever has it armed often enough would
-	// keep it from ever being due.
-	if (data == nullptr || data->poll_id.id() != 0)
-		return;
-	data->poll_id.reset(g_timeout_add(static_cast<guint>(data->timeout),
-					  sysfs_port_poll, port));
+	if (data != nullptr)
+		backend::start_poll(data->poll_id, data->timeout,
+				    sysfs_port_poll, port);
 }
 
 bool sysfs_port_set_direction(IOPort *, bool)
 {
 	return true;
-}
-
-/// A text that is no number stands for 0, as a missing one does.
-gint32 parse_timeout(const IOPort *port, const char *text)
-{
-	using Limits = std::numeric_limits<gint32>;
-	const gint64 value = g_ascii_strtoll(text, nullptr, 0);
-	if (value < 0 || value > Limits::max())
-		g_warning("Poll interval %s of port %s is out of range", text,
-			  port->name.value_or("").c_str());
-	return static_cast<gint32>(
-		std::clamp<gint64>(value, Limits::min(), Limits::max()));
 }
 
 bool sysfs_port_parse_data(IOPort *port, const char *group, const char *key,
@@ -161,7 +147,7 @@ bool sysfs_port_parse_data(IOPort *port, const char *group, const char *key,
 	if (std::strcmp(key, "path") == 0)
 		data->path = value;
 	else if (std::strcmp(key, "timeout") == 0)
-		data->timeout = parse_timeout(port, value);
+		data->timeout = backend::parse_poll_interval(port, value);
 	else if (std::strcmp(key, "clear_flag") == 0)
 		data->clear_flag = std::strcmp(value, "true") == 0;
 	else if (std::strcmp(key, "inverted") == 0)

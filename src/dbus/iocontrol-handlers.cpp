@@ -1,18 +1,20 @@
 #include "dbus/iocontrol-handlers.h"
 
+#include "dbus/handler-utils.h"
 #include "ioport/io-errors.h"
 #include "ioport/port-list.h"
 #include "ioport/port-sequence.h"
 #include "ioport/port-settings.h"
 #include "ioport/port-state.h"
-#include "params/param.h"
 #include "util/glib-ptr.h"
-#include "util/paths.h"
 
 namespace
 {
 
-using Invocation = GDBusMethodInvocation;
+using handler::find_ioport;
+using handler::find_port;
+using handler::Invocation;
+using handler::save;
 
 /// Bytes. Half of what a bus takes as a rule before it disconnects the sender
 /// (max_message_size in dbus-daemon(1)).
@@ -20,33 +22,12 @@ constexpr gsize kLargestReply = 16 * 1024 * 1024;
 
 gboolean fail(Invocation *invocation, IOControlError code, const char *text)
 {
-	g_dbus_method_invocation_return_error_literal(
-		invocation, io_control_error_quark(), code, text);
-	return TRUE;
+	return handler::fail(invocation, io_control_error_quark(), code, text);
 }
 
 gboolean fail_no_port(Invocation *invocation)
 {
 	return fail(invocation, IO_CONTROL_ERROR_NO_PORT, "No such port.");
-}
-
-void save(const PortRef &port)
-{
-	param_save_for_port(port.get(), util::kParameterFile);
-}
-
-/// Numbers are unsigned on the bus and signed in the record: 4294967295 is -1.
-PortRef find_port(guint number)
-{
-	return io_port_list_get_port(static_cast<int>(number));
-}
-
-PortRef find_ioport(guint number)
-{
-	PortRef port = find_port(number);
-	if (port && !io_port_get_property(port.get(), "ioport"))
-		return {};
-	return port;
 }
 
 const char *activelow_word(bool activelow)
@@ -153,12 +134,10 @@ gboolean on_handle_get_port_props(IOControlState *object,
 	}
 	const util::VariantPtr ports(
 		g_variant_ref_sink(g_variant_builder_end(&builder)));
-	if (g_variant_get_size(ports.get()) > kLargestReply) {
-		g_dbus_method_invocation_return_error_literal(
+	if (g_variant_get_size(ports.get()) > kLargestReply)
+		return handler::fail(
 			invocation, G_DBUS_ERROR, G_DBUS_ERROR_LIMITS_EXCEEDED,
 			"The ports' names are too long for one reply.");
-		return TRUE;
-	}
 	iocontrol_state_complete_get_port_props(object, invocation, count,
 						ports.get());
 	return TRUE;
@@ -391,12 +370,7 @@ gboolean on_handle_set_virtual(IOControlState *object, Invocation *invocation,
 	return TRUE;
 }
 
-struct Handler {
-	const char *signal;
-	GCallback callback;
-};
-
-const Handler kHandlers[] = {
+const handler::Method kMethods[] = {
 	{"handle-drop-ioports", G_CALLBACK(on_handle_drop_ioports)},
 	{"handle-refresh-ioports", G_CALLBACK(on_handle_refresh_ioports)},
 	{"handle-get-nbr-ports", G_CALLBACK(on_handle_get_nbr_ports)},
@@ -421,7 +395,5 @@ const Handler kHandlers[] = {
 
 void iocontrol_connect_handlers(IOControlState *skeleton)
 {
-	for (const Handler &handler : kHandlers)
-		g_signal_connect(skeleton, handler.signal, handler.callback,
-				 nullptr);
+	handler::connect(skeleton, kMethods);
 }

@@ -25,8 +25,8 @@ using TableCall = const IOPortFunctions *(*)(IOPort *port);
 constexpr TableCall kTableCalls[BACKEND_COUNT] = {
 	virtual_setup_functions,
 	libugpio_setup_functions,
-	nullptr, // spiadc
-	nullptr, // spi
+	spiadc_setup_functions,
+	spi_setup_functions,
 	nullptr, // iio
 	nullptr, // iio-interrupt
 	sysfs_setup_functions,
@@ -49,6 +49,13 @@ void release_record_of_other_backend(IOPort *port, int kind)
 	port->backend_items.clear();
 }
 
+/// The destructor frees what the port had, without the lock.
+void store_ranges(IOPort *port, SupervisedRangeList ranges)
+{
+	const std::lock_guard guard(port->ranges_lock);
+	port->supervised_ranges.swap(ranges);
+}
+
 /// A backend without a close operation is closed by freeing its record. The
 /// ranges are the port's, and users may have set them since.
 void restore_private_record(IOPort *port)
@@ -62,7 +69,7 @@ void restore_private_record(IOPort *port)
 		port->functions->parse_data(port, item.element.c_str(),
 					    item.attribute.c_str(),
 					    item.value.c_str());
-	port->supervised_ranges = std::move(ranges);
+	store_ranges(port, std::move(ranges));
 }
 
 /// Ends a running sequence and gives up everything that the port owns.
@@ -72,7 +79,7 @@ void release_contents(IOPort *port)
 	port->released = true;
 	port->enabled = false;
 	port->events.clear();
-	port->supervised_ranges.clear();
+	store_ranges(port, {});
 	port->lock.unlock();
 
 	port->name.reset();

@@ -65,7 +65,8 @@ extern const char *const port_mode_string[PORT_MODE_COUNT];
 /// What a backend can do with a port: one table per backend, shared by its
 /// ports. An operation that a backend does not offer is null. Levels are those
 /// of the line; the translation by the active level is the caller's.
-/// Everything is called from the main thread, except get_state and set_state,
+/// Everything is called from the main thread, except is_supervisable,
+/// get_supervised_ranges, get_supervised_readout, get_state and set_state,
 /// which a port's action thread calls too.
 struct IOPortFunctions {
 	/// Opens and configures the hardware; @p level is the line level that
@@ -75,10 +76,12 @@ struct IOPortFunctions {
 	bool (*is_supervisable)(IOPort *port);
 	/// IOPort::supervised has the new value already; the result is ignored.
 	bool (*set_supervised)(IOPort *port, bool enable);
-	/// The port's own list, not a copy.
+	/// The port's own list, not a copy. Only the main thread may walk it
+	/// without IOPort::ranges_lock.
 	SupervisedRangeList *(*get_supervised_ranges)(IOPort *port);
 	/// Takes over the contents of @p list, leaving it empty; on refusal
 	/// leaves it alone. A null or empty list is refused.
+	/// Stores it with IOPort::ranges_lock held.
 	bool (*set_supervised_ranges)(IOPort *port, SupervisedRangeList *list,
 				      GError **error);
 	/// Measures the line: what it means, and the raw level.
@@ -151,7 +154,11 @@ struct IOPort {
 	guint32 pulse_time = 0;
 	/// Newest first.
 	std::list<std::unique_ptr<IOEvent, IOEventDeleter>> events;
+	/// Changed by the main thread only, with `ranges_lock` held. Other
+	/// threads read it with the lock held.
 	SupervisedRangeList supervised_ranges;
+	/// A leaf: no lock is taken with it held.
+	std::mutex ranges_lock;
 	/// False: the port sends no events and no change signals.
 	std::atomic<bool> enabled = true;
 	/// The backend's setup has succeeded.

@@ -88,11 +88,7 @@ void store_name(IOPort *port, std::optional<std::string> *field,
 	const bool other_side = port->direction != (object == PROPERTY_INPUT);
 	if (port->type == PORT_IO_CTRL && other_side)
 		return;
-	// A sequence must not change the state between its reading for a new
-	// declaration and its sending.
-	const auto lock = io_port_lock_between_steps(port);
-	for (const auto &event : port->events)
-		io_event_redeclare_port(port, event.get());
+	io_port_redeclare_events(port);
 }
 
 } // namespace
@@ -212,6 +208,15 @@ bool io_port_set_usage(IOPort *port, const char *usage)
 	orvad_g_dbus_common_emit_property_changed_signal(
 		"Usage", usage, port->number, PROPERTY_PORT);
 	return true;
+}
+
+/// A sequence must not change the state between its reading for a new
+/// declaration and its sending.
+void io_port_redeclare_events(IOPort *port)
+{
+	const auto lock = io_port_lock_between_steps(port);
+	for (const auto &event : port->events)
+		io_event_redeclare_port(port, event.get());
 }
 
 void io_port_set_enabled(IOPort *port, bool enabled)

@@ -47,6 +47,10 @@ std::optional<std::string> io_port_get_usage(const IOPort *port);
 /// Refused when it is too long.
 bool io_port_set_usage(IOPort *port, const char *usage);
 
+/// Withdraws the port's events and declares those that apply now, as they are
+/// now. A running sequence goes on, and sends nothing meanwhile.
+void io_port_redeclare_events(IOPort *port);
+
 /// A disabled port withdraws its events and sends nothing.
 void io_port_set_enabled(IOPort *port, bool enabled);
 

@@ -1,7 +1,7 @@
 #pragma once
 
 /// The vocabulary of supervised (tamper-watched) inputs: what a measured
-/// level on the line can mean.
+/// level on the line can mean, and the ranges of levels that say so.
 
 #include <glib.h>
 
@@ -38,3 +38,17 @@ SupervisedState supervised_range_string2state(const char *word);
 
 /// True for the states that mean tampering, "short" and "cut".
 bool supervised_state_is_tampered(guint32 state);
+
+/// Zero when the two ranges are of the same state, whatever their limits.
+int range_equal(const SupervisedRange &a, const SupervisedRange &b);
+
+/// The ranges in their order as a floating "a(suu)": word, lower limit, upper
+/// limit.
+GVariant *supervised_ranges2gvariant(const SupervisedRangeList &ranges);
+
+/// The ranges of an "a(suu)", sorted by their lower limits; of equal ones the
+/// one that comes later in the array stands first. Lower limits are compared by
+/// their difference as a signed 32-bit number, so those more than 2^31 apart
+/// stand the wrong way round. A word that is no state's is
+/// SUPERVISED_UNDEFINED; nothing else is looked at.
+SupervisedRangeList supervised_gvariant2ranges(GVariant *ranges);

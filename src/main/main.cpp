@@ -3,6 +3,7 @@
 
 #include "dbus/bus-watch.h"
 #include "dbus/iocontrol-dbus.h"
+#include "dbus/iosupervised-dbus.h"
 #include "ioport/port-list.h"
 #include "ioport/port-sequence.h"
 #include "main/conf-reader.h"
@@ -135,6 +136,7 @@ bool start()
 	drop_privileges(kUser);
 	bus_watch_init(on_bus_lost);
 	iocontrol_init_dbus();
+	iosupervised_init_dbus();
 	io_port_list_set_watch();
 	io_port_list_declare_events();
 	return true;
@@ -142,6 +144,7 @@ bool start()
 
 void stop()
 {
+	iosupervised_unreg_dbus();
 	iocontrol_unreg_dbus();
 	bus_watch_finalize();
 	term_source.reset();

@@ -1,6 +1,7 @@
 #include "params/param-settings.h"
 
 #include "ioport/port-settings.h"
+#include "ioport/port-supervision.h"
 #include "util/log.h"
 
 #include <algorithm>
@@ -9,6 +10,10 @@
 
 namespace
 {
+
+/// Of a port that is in order there are as many as states; more than that only
+/// make the daemon slow.
+constexpr unsigned kMostRanges = 1024;
 
 /// A key of a port's group.
 struct Key {
@@ -27,7 +32,7 @@ enum class ReadResult {
 /// How one setting is kept. Readers set the error when they fail.
 struct Setting {
 	const char *key;
-	bool (*applies)(const IOPort *port);
+	bool (*applies)(IOPort *port);
 	ReadResult (*read)(IOPort *port, const Key &key, GError **error);
 	void (*write)(const IOPort *port, const Key &key);
 };
@@ -36,6 +41,12 @@ bool is_missing(const util::Error &error)
 {
 	return g_error_matches(error.get(), G_KEY_FILE_ERROR,
 			       G_KEY_FILE_ERROR_KEY_NOT_FOUND);
+}
+
+void set_invalid(GError **error, const Key &key, const std::string &what)
+{
+	g_set_error(error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_INVALID_VALUE,
+		    "The text of %s %s", key.name, what.c_str());
 }
 
 ReadResult fail(util::Error &from, GError **error)
@@ -51,9 +62,7 @@ util::CharPtr read_text(const Key &key, util::Error &error)
 	util::CharPtr text(
 		g_key_file_get_string(key.file, key.group, key.name, &error));
 	if (!error && !io_port_text_fits(text.get()))
-		g_set_error(&error, G_KEY_FILE_ERROR,
-			    G_KEY_FILE_ERROR_INVALID_VALUE,
-			    "The text of %s is too long", key.name);
+		set_invalid(&error, key, "is too long");
 	if (error)
 		text.reset();
 	return text;
@@ -66,29 +75,35 @@ void write_text(const Key &key, const char *text)
 
 // ---- which ports have a setting ----
 
-bool for_configurable(const IOPort *port)
+bool for_configurable(IOPort *port)
 {
 	return port->type == PORT_IO_CTRL;
 }
 
-bool for_input_side(const IOPort *port)
+bool for_input_side(IOPort *port)
 {
 	return port->type == PORT_INPUT || port->type == PORT_IO_CTRL;
 }
 
-bool for_output_side(const IOPort *port)
+bool for_output_side(IOPort *port)
 {
 	return port->type == PORT_OUTPUT || port->type == PORT_IO_CTRL;
 }
 
-bool for_every_port(const IOPort *)
+/// A port without a backend gets as far as its set-up, which ends the process.
+bool for_supervisable(IOPort *port)
+{
+	return port->functions != nullptr && io_port_is_supervisable(port);
+}
+
+bool for_every_port(IOPort *)
 {
 	return true;
 }
 
 // ---- the settings ----
 
-template <bool IOPort::*Flag>
+template <auto Flag>
 ReadResult read_flag(IOPort *port, const Key &key, GError **error)
 {
 	util::Error own_error;
@@ -100,10 +115,10 @@ ReadResult read_flag(IOPort *port, const Key &key, GError **error)
 	return ReadResult::NEXT;
 }
 
-template <bool IOPort::*Flag>
-void write_flag(const IOPort *port, const Key &key)
+template <auto Flag> void write_flag(const IOPort *port, const Key &key)
 {
-	g_key_file_set_boolean(key.file, key.group, key.name, port->*Flag);
+	const bool value = port->*Flag;
+	g_key_file_set_boolean(key.file, key.group, key.name, value);
 }
 
 constexpr char kInput[] = "input";
@@ -195,6 +210,55 @@ void write_port_mode(const IOPort *port, const Key &key)
 	write_text(key, port_mode_string[mode]);
 }
 
+/// The ranges of @p text, or none with the error set. The text says of itself
+/// what type it is of: there is no hint.
+util::VariantPtr parse_ranges(const Key &key, const char *text,
+			      util::Error &error)
+{
+	util::VariantPtr value(
+		g_variant_parse(nullptr, text, nullptr, nullptr, &error));
+	if (!value)
+		return nullptr;
+	if (!g_variant_is_of_type(value.get(), G_VARIANT_TYPE("a(suu)")))
+		set_invalid(&error, key, "is not of type a(suu)");
+	else if (g_variant_n_children(value.get()) > kMostRanges)
+		set_invalid(&error, key,
+			    "has more than " + std::to_string(kMostRanges) +
+				    " ranges");
+	else
+		return value;
+	return nullptr;
+}
+
+/// A port without ranges is saved with an empty list, which stands for those
+/// that are configured.
+ReadResult read_ranges(IOPort *port, const Key &key, GError **error)
+{
+	util::Error own_error;
+	const util::CharPtr text = read_text(key, own_error);
+	if (!text)
+		return fail(own_error, error);
+	const util::VariantPtr value = parse_ranges(key, text.get(), own_error);
+	if (!value)
+		return fail(own_error, error);
+	SupervisedRangeList ranges = supervised_gvariant2ranges(value.get());
+	if (ranges.empty())
+		return ReadResult::NEXT;
+	if (io_port_set_supervised_ranges(port, &ranges, &own_error))
+		return ReadResult::NEXT;
+	if (!own_error)
+		set_invalid(&own_error, key, "is not for this port");
+	return fail(own_error, error);
+}
+
+void write_ranges(const IOPort *port, const Key &key)
+{
+	const util::VariantPtr value(g_variant_ref_sink(
+		supervised_ranges2gvariant(port->supervised_ranges)));
+	const util::CharPtr text(g_variant_print(value.get(), TRUE));
+	write_text(key, text.get());
+}
+
 /// A file from before this key existed is as good as any.
 ReadResult read_usage(IOPort *port, const Key &key, GError **error)
 {
@@ -231,6 +295,10 @@ constexpr Setting kSettings[] = {
 	{"port_mode", for_output_side, read_port_mode, write_port_mode},
 	{"delay_time", for_output_side, read_number<&IOPort::delay_time>,
 	 write_number<&IOPort::delay_time>},
+	{"supervised_input_ranges", for_supervisable, read_ranges,
+	 write_ranges},
+	{"supervised_input", for_supervisable, read_flag<&IOPort::supervised>,
+	 write_flag<&IOPort::supervised>},
 	{"usage", for_every_port, read_usage, write_string<&IOPort::usage>},
 };
 
@@ -276,7 +344,7 @@ bool param_settings_read(IOPort *port, GKeyFile *key_file)
 	return true;
 }
 
-bool param_settings_write(const IOPort *port, GKeyFile *key_file)
+bool param_settings_write(IOPort *port, GKeyFile *key_file)
 {
 	if (!port->name)
 		return false;

@@ -46,7 +46,7 @@ bool load(GKeyFile *file, const char *path, GError **error)
 }
 
 /// A port whose settings cannot be kept changes nothing worth a write.
-bool save_in_open_file(const IOPort *port, const char *path)
+bool save_in_open_file(IOPort *port, const char *path)
 {
 	return !param_set_conf_vals(port) || param_store_key_file(path);
 }
@@ -100,7 +100,7 @@ bool param_get_conf_vals(IOPort *port)
 	return param_settings_read(port, key_file.get());
 }
 
-bool param_set_conf_vals(const IOPort *port)
+bool param_set_conf_vals(IOPort *port)
 {
 	const std::lock_guard guard(key_mutex);
 	if (key_file == nullptr) {
@@ -110,7 +110,7 @@ bool param_set_conf_vals(const IOPort *port)
 	return param_settings_write(port, key_file.get());
 }
 
-bool param_save_for_port(const IOPort *port, const char *path)
+bool param_save_for_port(IOPort *port, const char *path)
 {
 	MODULE_ASSERT("param.c", port != NULL);
 	if (file_is_open())

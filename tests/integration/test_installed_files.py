@@ -15,6 +15,7 @@ from lifecycle_support import LimitedSandbox, identity
 from ports_support import (Service, configuration, event, fixture_serve, port,
                            read_parameters)
 from sandbox import QEL_GID, QEL_UID
+from supervised_support import SUPERVISED, SUPERVISED_PATH
 from waiting import DEADLINE, wait_until
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -24,6 +25,7 @@ _TMPFILES = "tmpfiles.d/orvad.conf"
 _UDEV = "udev/60-orvad-gpio.rules"
 _UNIT = "systemd/orvad.service"
 
+NAMES = [STATE, SUPERVISED, EVENTS]
 LAMP = 0
 PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
 GUEST = 64200
@@ -115,21 +117,22 @@ def test_closed_bus_lets_not_even_root_serve_without_the_policy(make_sandbox,
                                                                 connect):
     box = make_sandbox(bus_policy=CLOSED_BUS)
     box.start_bus()
-    for name in (STATE, EVENTS):
+    for name in NAMES:
         with pytest.raises(BusError, match="AccessDenied"):
             connect(box).call("RequestName", "(su)", (name, 0),
                               name="org.freedesktop.DBus",
                               path="/org/freedesktop/DBus")
 
 
-@pytest.mark.parametrize("name", [STATE, EVENTS])
+@pytest.mark.parametrize("name", NAMES)
 def test_policy_lets_the_daemon_serve_as_qel(service, name):
+    wait_until(lambda: service.client.has_owner(name), f"{name} on the bus")
     assert service.client.call(
         "GetConnectionUnixUser", "(s)", (name,), name="org.freedesktop.DBus",
         path="/org/freedesktop/DBus") == (QEL_UID,)
 
 
-@pytest.mark.parametrize("name", [STATE, EVENTS])
+@pytest.mark.parametrize("name", NAMES)
 def test_policy_lets_nobody_else_serve(service, name):
     status, _, error = ask_for_name(service.box, name)
     assert status != 0
@@ -141,6 +144,14 @@ def test_policy_lets_everybody_use_the_ports(service):
                          str(LAMP), "true") == (0, "()", "")
     assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.GetState",
                          str(LAMP)) == (0, "(true,)", "")
+
+
+def test_policy_lets_everybody_use_supervision(service):
+    wait_until(lambda: service.client.has_owner(SUPERVISED),
+               f"{SUPERVISED} on the bus")
+    assert call_as_guest(
+        service.box, SUPERVISED, SUPERVISED_PATH,
+        f"{SUPERVISED}.IsSupervisable", str(LAMP)) == (0, "(false, false)", "")
 
 
 def test_policy_lets_everybody_read_declarations(service):

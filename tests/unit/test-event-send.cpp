@@ -201,6 +201,33 @@ TEST_F(EventSendTest, ASupervisedEventIsFilteredByTheWiringNotTheGivenState)
 	EXPECT_TRUE(send(event, 0));
 }
 
+TEST_F(EventSendTest, ALineThatCannotBeMeasuredIsUndefinedAndNotTampered)
+{
+	supervise(SUPERVISED_CUT);
+	fake_backends::data(port())->readout_fails = true;
+	IOEvent *event = declared_event(kSupervisedPort);
+	EXPECT_TRUE(send(event, 1));
+	EXPECT_THAT(take_sent(), ElementsAre(Sent{event->declaration_id,
+						  {"tampered bool 0",
+						   "state string undefined"}}));
+}
+
+TEST_F(EventSendTest, ASimulatedChangeOfASupervisedInputCarriesTheWiring)
+{
+	supervise(SUPERVISED_SHORT);
+	IOEvent *event = declared_event(kSupervisedPort);
+	event->for_supervised = true;
+	const Sent wiring = {event->declaration_id,
+			     {"tampered bool 1", "state string short"}};
+	io_port_set_virtual(port(), 1);
+	EXPECT_THAT(take_sent(), ElementsAre(wiring));
+	io_port_set_virtual(port(), 0);
+	EXPECT_THAT(take_sent(), IsEmpty()) << "the wiring is what it was";
+	io_port_redeclare_events(port());
+	io_port_set_virtual(port(), 0);
+	EXPECT_EQ(take_sent().size(), 1U) << "declared again in between";
+}
+
 TEST_F(EventSendTest, AConfiguredEventCarriesItsStateKeysOnly)
 {
 	IOEvent *event = configured_event();

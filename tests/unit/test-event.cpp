@@ -1,5 +1,6 @@
 #include "event-fixture.h"
 #include "ioport/port-settings.h"
+#include "ioport/port-supervision.h"
 
 namespace
 {
@@ -246,6 +247,29 @@ TEST_F(EventTest, AnEventOfBothSidesKeepsItsNameAcrossADirectionChange)
 	io_event_redeclare_port(port(), event);
 	EXPECT_THAT(fake_vxevent::contents(event->declaration_id),
 		    testing::Contains(output_name));
+}
+
+TEST_F(EventTest, SwitchingSupervisionDeclaresAndWithdrawsItsEvents)
+{
+	IOEvent *tampering = add_event(kSupervisedPort);
+	tampering->for_supervised = true;
+	tampering->for_input = false;
+	IOEvent *plain = add_event("IOPort");
+	declare(tampering);
+	const guint32 id = declare(plain);
+	EXPECT_EQ(tampering->declaration_id, 0U);
+
+	io_port_set_supervised(port(), true);
+	io_port_redeclare_events(port());
+	EXPECT_NE(tampering->declaration_id, 0U);
+	EXPECT_NE(plain->declaration_id, 0U) << "a supervised input is one";
+	EXPECT_NE(plain->declaration_id, id) << "declared again";
+
+	io_port_set_supervised(port(), false);
+	io_port_redeclare_events(port());
+	EXPECT_EQ(tampering->declaration_id, 0U);
+	EXPECT_THAT(fake_vxevent::declared(),
+		    ElementsAre(plain->declaration_id));
 }
 
 TEST_F(EventTest, DisablingAPortWithdrawsItsEventsAndEnablingDeclaresThem)

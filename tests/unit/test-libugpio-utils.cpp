@@ -306,4 +306,59 @@ TEST_F(GpioPinTest, NothingIsClosedOrFreedWithoutARecord)
 	EXPECT_THAT(recorder::calls(), IsEmpty());
 }
 
+// ---- a line as it is ----
+
+TEST_F(GpioPinTest, ALineIsRequestedAsItIsByNumber)
+{
+	parse("pin", "9");
+	parse("inverted", "true");
+	EXPECT_TRUE(libugpio_request_gpio_pin_as_it_is(pin_.get(), "sioctrl"));
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("ugpio_request(9, sioctrl)",
+				"ugpio_full_open(9)",
+				"ugpio_set_activelow(9, 1)"));
+}
+
+TEST_F(GpioPinTest, ALineIsRequestedAsItIsByName)
+{
+	parse("alias", "guard");
+	EXPECT_TRUE(libugpio_request_gpio_pin_as_it_is(pin_.get(), "sioctrl"));
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("ugpio_request_named(guard)",
+				"ugpio_full_open(guard)",
+				"ugpio_set_activelow(guard, 0)"));
+}
+
+TEST_F(GpioPinTest, EachFaultOfALineAsItIsIsWarnedOf)
+{
+	parse("alias", "guard");
+	fake_ugpio::fail_request("guard");
+	EXPECT_FALSE(libugpio_request_gpio_pin_as_it_is(pin_.get(), "sioctrl"));
+	fake_ugpio::fail("ugpio_full_open", EIO);
+	EXPECT_FALSE(libugpio_request_gpio_pin_as_it_is(pin_.get(), "sioctrl"));
+	fake_ugpio::fail("ugpio_full_open", 0);
+	fake_ugpio::fail("ugpio_set_activelow", EIO);
+	EXPECT_FALSE(libugpio_request_gpio_pin_as_it_is(pin_.get(), "sioctrl"));
+	EXPECT_THAT(log_.warnings(),
+		    ElementsAre("Request for gpio pin guard failed.",
+				"Failed to open gpio pin guard\n",
+				"Failed set active low!"));
+}
+
+TEST_F(GpioPinDeathTest, ALineAsItIsWithoutARecordIsAnError)
+{
+	EXPECT_DEATH(libugpio_request_gpio_pin_as_it_is(nullptr, "sioctrl"),
+		     "pin != NULL");
+}
+
+TEST_F(GpioPinTest, ARequestAloneDoesNotWriteTheFirstLevel)
+{
+	parse("pin", "9");
+	EXPECT_TRUE(libugpio_request_gpio_pin(pin_.get(), false, true));
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("ugpio_request_one(9, 0x42, pin)",
+				"ugpio_full_open(9)",
+				"ugpio_set_activelow(9, 0)"));
+}
+
 } // namespace

@@ -34,47 +34,6 @@ void expect_error(const util::Error &error, GQuark domain, int code,
 	EXPECT_STREQ(error.message(), message);
 }
 
-// ---- The words ----
-
-TEST(SupervisedUtilsTest, EveryStateHasItsNumberAndItsWord)
-{
-	const std::vector<std::pair<guint32, const char *>> states = {
-		{0, "open"}, {1, "closed"},    {2, "short"},
-		{3, "cut"},  {4, "undefined"},
-	};
-	for (const auto &[state, word] : states) {
-		EXPECT_STREQ(supervised_range_state2string(state), word);
-		EXPECT_EQ(supervised_range_string2state(word), state);
-	}
-}
-
-TEST(SupervisedUtilsTest, AnyOtherTextIsUndefined)
-{
-	for (const char *word : {"Open", "CUT", "", "tampered", " open", "0"})
-		EXPECT_EQ(supervised_range_string2state(word),
-			  SUPERVISED_UNDEFINED)
-			<< word;
-	EXPECT_EQ(supervised_range_string2state(nullptr), SUPERVISED_UNDEFINED);
-}
-
-TEST(SupervisedUtilsDeathTest, ANumberAbove4IsNoState)
-{
-	for (const guint32 state : {5U, G_MAXUINT32})
-		EXPECT_DEATH(supervised_range_state2string(state),
-			     "ERROR:supervised-utils\\.c:[0-9]+:supervised_"
-			     "range_state2string: code should not be reached");
-}
-
-TEST(SupervisedUtilsTest, ShortAndCutAreTampering)
-{
-	EXPECT_FALSE(supervised_state_is_tampered(SUPERVISED_OPEN));
-	EXPECT_FALSE(supervised_state_is_tampered(SUPERVISED_CLOSED));
-	EXPECT_TRUE(supervised_state_is_tampered(SUPERVISED_SHORT));
-	EXPECT_TRUE(supervised_state_is_tampered(SUPERVISED_CUT));
-	EXPECT_FALSE(supervised_state_is_tampered(SUPERVISED_UNDEFINED));
-	EXPECT_FALSE(supervised_state_is_tampered(5));
-}
-
 // ---- Whether a port can be supervised, and is ----
 
 TEST_F(PortSupervisionTest, TheBackendDecidesWhetherAPortIsSupervisable)
@@ -123,6 +82,10 @@ TEST_F(PortSupervisionDeathTest, EveryOperationNeedsABackend)
 	EXPECT_DEATH(
 		io_port_set_supervised_ranges(port.get(), nullptr, nullptr),
 		kNoBackend);
+	EXPECT_DEATH(
+		io_port_add_supervised_range(port.get(), "cut", 1, 2, nullptr),
+		kNoBackend);
+	EXPECT_DEATH(io_port_set_supervised(port.get(), true), kNoBackend);
 	EXPECT_DEATH(io_port_get_supervised_readout(port.get(), &state, &level,
 						    nullptr),
 		     kNoBackend);
@@ -216,6 +179,103 @@ TEST_F(PortSupervisionDeathTest, AskingForRangesWithoutAPlaceForThem)
 	EXPECT_DEATH(io_port_get_supervised_ranges(port.get(), nullptr),
 		     "ERROR:ioport\\.c:[0-9]+:io_port_get_supervised_ranges: "
 		     "'ranges' should not be NULL");
+}
+
+// ---- Switching supervision ----
+
+TEST_F(PortSupervisionTest, SwitchingSetsTheFlagAndThenTheHardware)
+{
+	IOPortFunctions table;
+	const PortRef port = make_set_up_port(PORT_INPUT);
+	use_table(port, &table);
+	table.set_supervised = [](IOPort *switched, bool on) {
+		EXPECT_EQ(switched->supervised, on);
+		recorder::note("switched to %d", on);
+		return false;
+	};
+	EXPECT_TRUE(io_port_set_supervised(port.get(), true));
+	EXPECT_TRUE(port->supervised);
+	EXPECT_TRUE(io_port_set_supervised(port.get(), false));
+	EXPECT_FALSE(port->supervised);
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("switched to 1", "switched to 0"))
+		<< "a fixed input has no direction to set";
+}
+
+TEST_F(PortSupervisionTest, APortThatIsNotSupervisableIsNotSwitched)
+{
+	const PortRef port = make_set_up_port(PORT_IO_CTRL);
+	fake_backends::data(port.get())->supervisable = false;
+	EXPECT_FALSE(io_port_set_supervised(port.get(), true));
+	EXPECT_FALSE(port->supervised);
+	port->supervised = true;
+	EXPECT_FALSE(io_port_set_supervised(port.get(), false));
+	EXPECT_TRUE(port->supervised);
+	EXPECT_THAT(recorder::calls(), IsEmpty());
+	EXPECT_FALSE(io_port_set_supervised(make_plain_port().get(), true));
+}
+
+TEST_F(PortSupervisionTest, AConfigurableInputIsSetToInputAgain)
+{
+	const PortRef port = make_set_up_port(PORT_IO_CTRL);
+	for (const bool on : {true, false}) {
+		recorder::reset();
+		EXPECT_TRUE(io_port_set_supervised(port.get(), on));
+		EXPECT_THAT(
+			recorder::calls(),
+			ElementsAre(on ? "full.set_supervised(p, 1)"
+				       : "full.set_supervised(p, 0)",
+				    "full.set_direction(p, 1)",
+				    "full.set_watch(p)",
+				    port_changed({.number = 1, .input = true}),
+				    "property_changed(Direction, \"input\", 1, "
+				    "port)"));
+	}
+}
+
+TEST_F(PortSupervisionTest, AConfigurableOutputStaysOneUnlessTheBackendSays)
+{
+	const PortRef port = make_set_up_port(PORT_IO_CTRL);
+	port->direction = false;
+	EXPECT_TRUE(io_port_set_supervised(port.get(), true));
+	EXPECT_FALSE(port->direction);
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("full.set_supervised(p, 1)"));
+}
+
+TEST_F(PortSupervisionTest, AnOutputThatTheBackendMakesAnInputIsSetToItAgain)
+{
+	IOPortFunctions table;
+	const PortRef port = make_set_up_port(PORT_IO_CTRL);
+	port->direction = false;
+	use_table(port, &table);
+	table.set_supervised = [](IOPort *switched, bool) {
+		return io_port_set_direction(switched, true);
+	};
+	EXPECT_TRUE(io_port_set_supervised(port.get(), true));
+	EXPECT_TRUE(port->direction);
+	EXPECT_EQ(recorder::count("full.set_direction(p, 1)"), 2U);
+}
+
+TEST_F(PortSupervisionTest, ABackendWithoutASwitchKeepsTheFlag)
+{
+	IOPortFunctions table;
+	const PortRef port = make_set_up_port(PORT_INPUT);
+	use_table(port, &table);
+	table.set_supervised = nullptr;
+	EXPECT_TRUE(io_port_set_supervised(port.get(), true));
+	EXPECT_TRUE(port->supervised);
+}
+
+TEST_F(PortSupervisionTest, TheEventsAreDeclaredAgainInTheirOrder)
+{
+	const PortRef port = make_set_up_port(PORT_INPUT);
+	add_event(port, "second");
+	add_event(port, "first");
+	io_port_redeclare_events(port.get());
+	EXPECT_THAT(recorder::calls(),
+		    ElementsAre("io_event_redeclare_port(p, first)",
+				"io_event_redeclare_port(p, second)"));
 }
 
 // ---- Measuring ----

@@ -57,6 +57,14 @@ ugpio_t *ugpio_request_one(unsigned int gpio, unsigned int flags,
  */
 ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags);
 
+/*
+ * As the two above, except that the line is used as it is: whether it is an
+ * input or an output, and its level, stay as whoever set the board up left
+ * them. Its descriptor shows no edges.
+ */
+ugpio_t *ugpio_request(unsigned int gpio, const char *label);
+ugpio_t *ugpio_request_named(const char *name);
+
 /* Opens the line's value. Returns 0 or -1. */
 int ugpio_full_open(ugpio_t *gpio);
 

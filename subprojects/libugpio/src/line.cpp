@@ -127,13 +127,13 @@ const char *direction_word(unsigned flags)
 
 } // namespace
 
-Line::Line(std::string folder, unsigned flags, ExportUse use)
+Line::Line(std::string folder, Flags flags, ExportUse use)
 	: folder_(std::move(folder)), flags_(flags), export_(std::move(use))
 {
 }
 
 std::unique_ptr<Line> Line::of_number(const std::string &root, unsigned number,
-				      unsigned flags)
+				      Flags flags)
 {
 	const std::string text = std::to_string(number);
 	const std::string usual = root + "/gpio" + text;
@@ -154,12 +154,12 @@ std::unique_ptr<Line> Line::of_number(const std::string &root, unsigned number,
 		warn_about(("write " + text + " to").c_str(), root + "/export");
 		return nullptr;
 	}
-	return line->configure() ? std::move(line) : nullptr;
+	return line->prepare() ? std::move(line) : nullptr;
 }
 
 std::unique_ptr<Line> Line::of_exported_name(const std::string &root,
 					     const std::string &name,
-					     unsigned flags)
+					     Flags flags)
 {
 	const std::string folder = root + "/" + name;
 	std::error_code error;
@@ -170,12 +170,12 @@ std::unique_ptr<Line> Line::of_exported_name(const std::string &root,
 	}
 	std::unique_ptr<Line> line(
 		new Line(folder, flags, ExportUse::further(folder)));
-	return line->configure() ? std::move(line) : nullptr;
+	return line->prepare() ? std::move(line) : nullptr;
 }
 
 bool Line::is_input() const
 {
-	return (flags_ & UGPIO_DIRECTION_IN) != 0;
+	return flags_ && (*flags_ & UGPIO_DIRECTION_IN) != 0;
 }
 
 bool Line::attributes_are_usable() const
@@ -206,13 +206,16 @@ bool Line::write_if_present(const char *attribute, const char *text) const
 	return false;
 }
 
+bool Line::prepare() const
+{
+	return wait_for_attributes() && (!flags_ || configure(*flags_));
+}
+
 /// A line that cannot change its direction has no such attribute, nor one that
 /// cannot interrupt an edge.
-bool Line::configure() const
+bool Line::configure(unsigned flags) const
 {
-	if (!wait_for_attributes())
-		return false;
-	if (is_input() && wants_edges(flags_) && !exists(file("edge")))
+	if (is_input() && wants_edges(flags) && !exists(file("edge")))
 		g_warning("%s has no interrupt: its edges are not seen",
 			  folder_.c_str());
 	// Nobody looks at the edges of an output; one that is left set would
@@ -220,9 +223,9 @@ bool Line::configure() const
 	if (!is_input() && !write_if_present("edge", "none"))
 		return false;
 	if (!is_input() && !exists(file("direction")))
-		return write_if_present("value", initial_value(flags_));
-	return write_if_present("direction", direction_word(flags_)) &&
-	       (!is_input() || write_if_present("edge", edge_word(flags_)));
+		return write_if_present("value", initial_value(flags));
+	return write_if_present("direction", direction_word(flags)) &&
+	       (!is_input() || write_if_present("edge", edge_word(flags)));
 }
 
 /// The first poll of a value that was never read shows an edge. This one is

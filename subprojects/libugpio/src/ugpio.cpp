@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string_view>
 
+using ugpio_sysfs::Flags;
 using ugpio_sysfs::Line;
 
 struct ugpio {
@@ -31,25 +32,12 @@ bool is_safe_name(const char *name)
 	       text.find('/') == text.npos;
 }
 
-int refuse_null()
+ugpio_t *request_number(unsigned number, Flags flags)
 {
-	errno = EBADF;
-	return kFailed;
+	return handle_of(Line::of_number(ugpio_sysfs::kRoot, number, flags));
 }
 
-int result(bool success)
-{
-	return success ? 0 : kFailed;
-}
-
-} // namespace
-
-ugpio_t *ugpio_request_one(unsigned int gpio, unsigned int flags, const char *)
-{
-	return handle_of(Line::of_number(ugpio_sysfs::kRoot, gpio, flags));
-}
-
-ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags)
+ugpio_t *request_name(const char *name, Flags flags)
 {
 	if (!is_safe_name(name)) {
 		errno = EINVAL;
@@ -68,7 +56,40 @@ ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags)
 					name);
 		return nullptr;
 	}
-	return ugpio_request_one(*number, flags, nullptr);
+	return request_number(*number, flags);
+}
+
+int refuse_null()
+{
+	errno = EBADF;
+	return kFailed;
+}
+
+int result(bool success)
+{
+	return success ? 0 : kFailed;
+}
+
+} // namespace
+
+ugpio_t *ugpio_request_one(unsigned int gpio, unsigned int flags, const char *)
+{
+	return request_number(gpio, flags);
+}
+
+ugpio_t *ugpio_request_one_named(const char *name, unsigned int flags)
+{
+	return request_name(name, flags);
+}
+
+ugpio_t *ugpio_request(unsigned int gpio, const char *)
+{
+	return request_number(gpio, std::nullopt);
+}
+
+ugpio_t *ugpio_request_named(const char *name)
+{
+	return request_name(name, std::nullopt);
 }
 
 int ugpio_full_open(ugpio_t *gpio)

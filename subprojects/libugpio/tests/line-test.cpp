@@ -46,7 +46,7 @@ protected:
 	{
 		return read_text(root_ / folder / attribute);
 	}
-	std::unique_ptr<Line> request(unsigned flags)
+	std::unique_ptr<Line> request(ugpio_sysfs::Flags flags)
 	{
 		return Line::of_number(root_.path(), kNumber, flags);
 	}
@@ -282,6 +282,18 @@ TEST_F(LineTest, ALineWithoutDirectionAndEdgeIsUsedAsItIs)
 	ASSERT_TRUE(line);
 	ASSERT_TRUE(line->open_value());
 	EXPECT_EQ(line->value(), 1);
+}
+
+TEST_F(LineTest, ALineIsTakenAsItIsWithoutFlags)
+{
+	add_line("gpio17", "1\n");
+	const auto line = request(std::nullopt);
+	ASSERT_TRUE(line && line->open_value());
+	EXPECT_EQ(text("gpio17", "direction"), "?");
+	EXPECT_EQ(text("gpio17", "edge"), "?");
+	EXPECT_EQ(line->value(), 1);
+	EXPECT_TRUE(line->set_value(false));
+	EXPECT_EQ(text("gpio17", "value"), "0\n");
 }
 
 TEST_F(LineTest, ANameIsThatOfAFolderWithAValue)

@@ -23,6 +23,7 @@ constexpr SupervisedRange kParsedRange = {SUPERVISED_CUT, 2, 1};
 constexpr char kVirtual[] = "virtual";
 constexpr char kGpio[] = "gpio";
 constexpr char kSysfs[] = "sysfs";
+constexpr char kSpiadc[] = "spiadc";
 constexpr char kNull[] = "null";
 constexpr char kCheck[] = "check";
 constexpr char kFull[] = "full";
@@ -72,8 +73,10 @@ template <const char *Name> struct Slots {
 		note("parse_data", port,
 		     std::string(", ") + element + ", " + attribute + ", " +
 			     value);
-		if (std::string(element) == "range")
+		if (std::string(element) == "range") {
+			const std::lock_guard guard(port->ranges_lock);
 			port->supervised_ranges.push_back(kParsedRange);
+		}
 		return true;
 	}
 	static void free(IOPort *port)
@@ -117,6 +120,7 @@ bool set_supervised_ranges(IOPort *port, SupervisedRangeList *list,
 				    "Ranges is null.");
 		return false;
 	}
+	const std::lock_guard guard(port->ranges_lock);
 	port->supervised_ranges = std::exchange(*list, {});
 	return true;
 }
@@ -163,6 +167,7 @@ constexpr IOPortFunctions full_table()
 
 constexpr IOPortFunctions virtual_table = plain_table<kVirtual>();
 constexpr IOPortFunctions gpio_table = plain_table<kGpio>();
+constexpr IOPortFunctions spiadc_table = plain_table<kSpiadc>();
 constexpr IOPortFunctions sysfs_table = plain_table<kSysfs>();
 constexpr IOPortFunctions null_table = plain_table<kNull>();
 constexpr IOPortFunctions check_table = plain_table<kCheck>();
@@ -212,6 +217,18 @@ const IOPortFunctions *sysfs_setup_functions(IOPort *port)
 {
 	make_data(port);
 	return &sysfs_table;
+}
+
+const IOPortFunctions *spiadc_setup_functions(IOPort *port)
+{
+	make_data(port);
+	return &spiadc_table;
+}
+
+const IOPortFunctions *spi_setup_functions(IOPort *port)
+{
+	make_data(port);
+	return &full;
 }
 
 const IOPortFunctions *null_setup_functions()

@@ -178,6 +178,18 @@ ugpio_t *ugpio_request_one_named(const char *line, unsigned int flags)
 	return make(line);
 }
 
+ugpio_t *ugpio_request(unsigned int gpio, const char *label)
+{
+	recorder::note("ugpio_request(%u, %s)", gpio, label);
+	return make(std::to_string(gpio));
+}
+
+ugpio_t *ugpio_request_named(const char *line)
+{
+	recorder::note("ugpio_request_named(%s)", line);
+	return make(line);
+}
+
 int ugpio_full_open(ugpio_t *gpio)
 {
 	recorder::note("ugpio_full_open(%s)", name(gpio));

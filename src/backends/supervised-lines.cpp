@@ -1,0 +1,134 @@
+#include "backends/supervised-lines.h"
+
+#include "ioport/port-state.h"
+#include "ioport/port-supervision.h"
+#include "util/assert.h"
+
+#include <cstring>
+
+namespace
+{
+
+constexpr const char *kModule = "supervised-lines.c";
+
+/// What the two control lines are set to.
+struct ControlLevels {
+	bool ioctrl = false;
+	bool sioctrl = false;
+};
+
+ControlLevels control_levels(const IOPort *port, bool pull_up)
+{
+	if (!io_port_input(port))
+		return {};
+	const bool supervised = io_port_supervised_input(port);
+	return {pull_up || !supervised, supervised};
+}
+
+} // namespace
+
+GpioPinPtr *SupervisedLines::pin_of_element(const char *element)
+{
+	if (std::strcmp(element, "io_ctrl") == 0)
+		return &ioctrl;
+	if (std::strcmp(element, "sio_ctrl") == 0)
+		return &sioctrl;
+	if (std::strcmp(element, "input") == 0)
+		return &input_pin;
+	if (std::strcmp(element, "output") == 0)
+		return &output_pin;
+	return nullptr;
+}
+
+bool SupervisedLines::parse(const char *element, const char *attribute,
+			    const char *value)
+{
+	GpioPinPtr *pin = pin_of_element(element);
+	if (pin == nullptr)
+		return false;
+	libugpio_parse_data_pin(*pin, attribute, value);
+	return true;
+}
+
+bool SupervisedLines::fit(const IOPort *port) const
+{
+	if (port->type == PORT_IO_CTRL) {
+		if (input_pin && output_pin)
+			return true;
+		g_warning("Supervised IO port should have both 'input' and "
+			  "'output' pins.");
+		return false;
+	}
+	if (!input_pin != !output_pin)
+		return true;
+	g_warning("Limited IO port should only have either 'input' or "
+		  "'output' pin.");
+	return false;
+}
+
+GpioPin *SupervisedLines::current_pin(const IOPort *port) const
+{
+	return io_port_input(port) ? input_pin.get() : output_pin.get();
+}
+
+int SupervisedLines::get_state(const IOPort *port) const
+{
+	return libugpio_get_gpio_pin(current_pin(port));
+}
+
+bool SupervisedLines::set_state(const IOPort *port, int level) const
+{
+	return port->type != PORT_INPUT && output_pin &&
+	       libugpio_set_gpio_pin(output_pin.get(), level);
+}
+
+void SupervisedLines::watch_edges(IOPort *port)
+{
+	if (const GpioPin *pin = current_pin(port))
+		edge_watch_.start(port, pin->gpio.get());
+}
+
+void SupervisedLines::stop_watching()
+{
+	edge_watch_.stop();
+}
+
+bool SupervisedLines::request_sioctrl()
+{
+	return libugpio_request_gpio_pin_as_it_is(sioctrl.get(), "sioctrl");
+}
+
+bool SupervisedLines::set_control_pins(const IOPort *port, bool pull_up) const
+{
+	if (port->type != PORT_IO_CTRL)
+		MODULE_ASSERT(kModule, port->type == PORT_INPUT);
+	const ControlLevels levels = control_levels(port, pull_up);
+	if (!libugpio_set_gpio_pin(ioctrl.get(), levels.ioctrl)) {
+		g_warning("Failed to set ioctrl pin");
+		return false;
+	}
+	if (sioctrl && !libugpio_set_gpio_pin(sioctrl.get(), levels.sioctrl)) {
+		g_warning("Failed to set sioctrl pin");
+		return false;
+	}
+	return true;
+}
+
+bool SupervisedLines::set_direction(const IOPort *port, bool input,
+				    bool pull_up) const
+{
+	if (input) {
+		set_state(port, 0);
+		return set_control_pins(port, pull_up);
+	}
+	set_control_pins(port, pull_up);
+	return set_state(port, port->output_activelow);
+}
+
+void SupervisedLines::release()
+{
+	stop_watching();
+	for (const GpioPinPtr *pin :
+	     {&ioctrl, &sioctrl, &input_pin, &output_pin})
+		libugpio_close_gpio_pin(pin->get());
+}

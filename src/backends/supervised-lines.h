@@ -1,0 +1,66 @@
+#pragma once
+
+/// The GPIO lines of a supervised port: what carries its state while it is not
+/// supervised, and what switches its hardware between the plain and the
+/// supervised path.
+
+#include "backends/edge-watch.h"
+#include "backends/libugpio-utils.h"
+#include "ioport/ioport.h"
+
+/// The lines of one port. Main thread, except reading and driving.
+class SupervisedLines
+{
+public:
+	/// Stores an item of the elements "io_ctrl", "sio_ctrl", "input" and
+	/// "output"; false for any other element.
+	bool parse(const char *element, const char *attribute,
+		   const char *value);
+
+	/// Whether there is an input and an output for a configurable port,
+	/// one of them for any other. False: after a warning.
+	bool fit(const IOPort *port) const;
+
+	/// The raw value of the line that carries the port's state now; -1
+	/// when it cannot be read. Any thread.
+	int get_state(const IOPort *port) const;
+	/// Drives the output; false, perhaps after a warning, when there is
+	/// none or the write failed. Any thread.
+	bool set_state(const IOPort *port, int level) const;
+
+	/// Reports the edges of the line that carries the port's state now.
+	void watch_edges(IOPort *port);
+	void stop_watching();
+
+	/// Requests the line that selects the supervised path, as it is: who
+	/// set the board up has made it an output. False, after a warning,
+	/// when it cannot be had.
+	bool request_sioctrl();
+	/// Selects the hardware's path for what the port is now. An output is
+	/// a programming error.
+	/// @param pull_up Keeps ioctrl at 1 on an input.
+	bool set_control_pins(const IOPort *port, bool pull_up = false) const;
+	/// What a port's change of direction takes: the output is low before
+	/// it is disconnected, and inactive once it is connected. Stop the
+	/// watch first. False when a line could not be driven.
+	bool set_direction(const IOPort *port, bool input,
+			   bool pull_up = false) const;
+
+	/// Gives the lines back and keeps what was configured.
+	void release();
+
+	/// Selects the plain path.
+	GpioPinPtr ioctrl;
+	/// Selects the supervised path.
+	GpioPinPtr sioctrl;
+	/// What is read while the port is an unsupervised input.
+	GpioPinPtr input_pin;
+	/// What is driven while the port is an output.
+	GpioPinPtr output_pin;
+
+private:
+	GpioPin *current_pin(const IOPort *port) const;
+	GpioPinPtr *pin_of_element(const char *element);
+
+	EdgeWatch edge_watch_;
+};
