@@ -11,20 +11,17 @@ sandbox does.
 """
 
 import argparse
-import contextlib
 import json
 import pathlib
-import queue
 import statistics
 import sys
-import threading
 import time
 
-from measuring import (BARE_NAME, Bench, Table, context_switches, cpu_ticks,
-                       memory_kib, middle)
+from measuring import (BARE_NAME, Bench, Receiver, Table, context_switches,
+                       cpu_ticks, memory_kib, middle)
 from board import GPIO, Board
 from sandbox import QEL_GID, STATE_NAME, Sandbox, obstacle
-from waiting import DEADLINE, wait_until
+from waiting import wait_until
 
 FIRST_LINE = 17
 BARE_LINE = FIRST_LINE + 4
@@ -46,8 +43,6 @@ BURSTS = 50
 WARM_UP = 20
 SETTLING_US = 500
 """Both let a line settle for so long; not counted."""
-QUIET = 1
-"""Seconds without a signal after which no more are held to come."""
 
 
 def config(count):
@@ -55,42 +50,6 @@ def config(count):
     return "<ports>" + "".join(
         PORT.format(i=i, line=FIRST_LINE + i) for i in range(count)) + \
         "</ports>"
-
-
-class Receiver:
-    """A client that takes the time of each PortChanged of port 0."""
-
-    def __init__(self, bench, box, name):
-        self._received = queue.SimpleQueue()
-        self._client = bench.start_load(box, "edges", name, 0)
-        self._reader = threading.Thread(target=self._read)
-        self._reader.start()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self._client.kill()
-        self._reader.join()
-        with self._client:
-            pass
-
-    def _read(self):
-        for line in self._client.stdout:
-            time_ns, level = line.split()
-            self._received.put((int(time_ns), level))
-
-    def next(self, timeout=DEADLINE):
-        """Time in ns, level of the line; queue.Empty when none comes."""
-        return self._received.get(timeout=timeout)
-
-    def until_quiet(self):
-        """The levels of all that is still to come."""
-        levels = []
-        with contextlib.suppress(queue.Empty):
-            while True:
-                levels.append(self.next(QUIET)[1])
-        return levels
 
 
 def delay_us(board, line, receiver, since):

@@ -1,19 +1,25 @@
 """What the benchmarks share: the load, the table, a process's figures, and the
 way to the modules of the sandbox: import it before those."""
 
+import contextlib
 import json
 import os
 import pathlib
+import queue
 import re
 import statistics
 import subprocess
 import sys
+import threading
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "sandbox"))
 
 from sandbox import BUILD  # noqa: E402
+from waiting import DEADLINE  # noqa: E402
 
 BARE_NAME = "org.orvad.Bench.Bare"
+QUIET = 1
+"""Seconds without a signal after which no more are held to come."""
 
 
 class Bench:
@@ -49,6 +55,42 @@ class Bench:
         return service
 
 
+class Receiver:
+    """A client that takes the time of each PortChanged of port 0."""
+
+    def __init__(self, bench, box, name):
+        self._received = queue.SimpleQueue()
+        self._client = bench.start_load(box, "edges", name, 0)
+        self._reader = threading.Thread(target=self._read)
+        self._reader.start()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self._client.kill()
+        self._reader.join()
+        with self._client:
+            pass
+
+    def _read(self):
+        for line in self._client.stdout:
+            time_ns, level = line.split()
+            self._received.put((int(time_ns), level))
+
+    def next(self, timeout=DEADLINE):
+        """Time in ns, level of the line; queue.Empty when none comes."""
+        return self._received.get(timeout=timeout)
+
+    def until_quiet(self):
+        """The levels of all that is still to come."""
+        levels = []
+        with contextlib.suppress(queue.Empty):
+            while True:
+                levels.append(self.next(QUIET)[1])
+        return levels
+
+
 def environment(box):
     return {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address}
 
@@ -64,6 +106,13 @@ def cpu_ticks(pid):
     stat = pathlib.Path(f"/proc/{pid}/stat").read_text()
     fields = stat.rpartition(")")[2].split()
     return int(fields[11]) + int(fields[12])
+
+
+def cpu_us(pid):
+    """Microseconds on a processor, of all threads, see Documentation/scheduler/
+    sched-stats.rst."""
+    return sum(int((task / "schedstat").read_text().split()[0])
+               for task in pathlib.Path(f"/proc/{pid}/task").iterdir()) / 1e3
 
 
 def context_switches(pid):
