@@ -174,7 +174,6 @@ bool set_up_supervision(IOPort *port, SpiPortData *data)
 {
 	init_pin(data->lines.ioctrl.get(), false,
 		 io_port_direction_input(port));
-	MODULE_ASSERT(kModule, data->lines.sioctrl != NULL);
 	if (!data->lines.request_sioctrl())
 		return false;
 	data->lines.set_control_pins(port);

@@ -93,8 +93,11 @@ void SupervisedLines::stop_watching()
 	edge_watch_.stop();
 }
 
+/// The assertion is known by these words.
 bool SupervisedLines::request_sioctrl()
 {
+	const SupervisedLines *data = this;
+	MODULE_ASSERT(kModule, data->sioctrl != NULL);
 	return libugpio_request_gpio_pin_as_it_is(sioctrl.get(), "sioctrl");
 }
 

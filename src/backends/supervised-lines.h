@@ -34,7 +34,7 @@ public:
 
 	/// Requests the line that selects the supervised path, as it is: who
 	/// set the board up has made it an output. False, after a warning,
-	/// when it cannot be had.
+	/// when it cannot be had. A missing record is a programming error.
 	bool request_sioctrl();
 	/// Selects the hardware's path for what the port is now. An output is
 	/// a programming error.

@@ -285,7 +285,7 @@ TEST_F(SpiBackendDeathTest, ASetUpWithoutALineForTheSupervisedPathIsAnError)
 	configure(PORT_INPUT);
 	data()->lines.sioctrl.reset();
 	EXPECT_DEATH(functions_->setup(port_.get(), 0),
-		     "data->lines.sioctrl != NULL");
+		     "data->sioctrl != NULL");
 }
 
 TEST_F(SpiBackendDeathTest, ASetUpWithoutARecordIsAnError)
