@@ -30,15 +30,22 @@ bool supervised_set_supervised_ranges(IOPort *port, SupervisedRangeList *list,
 	return true;
 }
 
-SupervisedState supervised_classify(const SupervisedRangeList &ranges,
-				    guint32 level)
+const SupervisedRange *supervised_find_range(const SupervisedRangeList &ranges,
+					     guint32 level)
 {
 	const auto last = std::find_if(
 		ranges.rbegin(), ranges.rend(), [level](const auto &range) {
 			return range.lower_limit <= level &&
 			       level <= range.upper_limit;
 		});
-	return last != ranges.rend() ? last->state : SUPERVISED_UNDEFINED;
+	return last != ranges.rend() ? &*last : nullptr;
+}
+
+SupervisedState supervised_classify(const SupervisedRangeList &ranges,
+				    guint32 level)
+{
+	const SupervisedRange *range = supervised_find_range(ranges, level);
+	return range != nullptr ? range->state : SUPERVISED_UNDEFINED;
 }
 
 bool supervised_classify_port(IOPort *port, guint32 level,

@@ -16,6 +16,10 @@ SupervisedRangeList *supervised_get_supervised_ranges(IOPort *port);
 bool supervised_set_supervised_ranges(IOPort *port, SupervisedRangeList *list,
 				      GError **error);
 
+/// The last range that @p level is in; null when it is in none.
+const SupervisedRange *supervised_find_range(const SupervisedRangeList &ranges,
+					     guint32 level);
+
 /// What @p level means: the state of the last range that it is in, else
 /// SUPERVISED_UNDEFINED.
 SupervisedState supervised_classify(const SupervisedRangeList &ranges,

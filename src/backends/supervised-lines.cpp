@@ -25,6 +25,14 @@ ControlLevels control_levels(const IOPort *port, bool pull_up)
 	return {pull_up || !supervised, supervised};
 }
 
+/// Says which request failed.
+bool requested(bool success, const SupervisedSetUp &how, const char *call)
+{
+	if (!success)
+		g_return_if_fail_warning(nullptr, how.function, call);
+	return success;
+}
+
 } // namespace
 
 GpioPinPtr *SupervisedLines::pin_of_element(const char *element)
@@ -69,6 +77,47 @@ bool SupervisedLines::fit(const IOPort *port) const
 GpioPin *SupervisedLines::current_pin(const IOPort *port) const
 {
 	return io_port_input(port) ? input_pin.get() : output_pin.get();
+}
+
+bool SupervisedLines::request_state_lines(const IOPort *port, bool state,
+					  const SupervisedSetUp &how) const
+{
+	if (port->type != PORT_OUTPUT &&
+	    !requested(
+		    libugpio_port_init_gpio_pin(input_pin.get(), true, false),
+		    how,
+		    "libugpio_port_init_gpio_pin (data->input, TRUE, FALSE)"))
+		return false;
+	const bool input = io_port_direction_input(port);
+	return port->type == PORT_INPUT ||
+	       requested(libugpio_port_init_gpio_pin(output_pin.get(), false,
+						     !input && state),
+			 how,
+			 "libugpio_port_init_gpio_pin (data->output, FALSE, "
+			 "io_port_direction_input (port) ? FALSE : state)");
+}
+
+bool SupervisedLines::request_control_lines(const IOPort *port,
+					    const SupervisedSetUp &how)
+{
+	if (!requested(
+		    libugpio_port_init_gpio_pin(ioctrl.get(), false,
+						io_port_direction_input(port)),
+		    how,
+		    "libugpio_port_init_gpio_pin (data->ioctrl, FALSE, "
+		    "io_port_direction_input (port) ? 1 : 0)"))
+		return false;
+	const bool has_none = how.sioctrl_is_optional && !sioctrl;
+	return (has_none || request_sioctrl()) &&
+	       requested(set_control_pins(port, how.pull_up), how,
+			 how.control_call);
+}
+
+bool SupervisedLines::set_up(const IOPort *port, bool state,
+			     const SupervisedSetUp &how)
+{
+	return fit(port) && request_state_lines(port, state, how) &&
+	       (port->type == PORT_OUTPUT || request_control_lines(port, how));
 }
 
 int SupervisedLines::get_state(const IOPort *port) const

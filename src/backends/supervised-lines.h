@@ -8,6 +8,18 @@
 #include "backends/libugpio-utils.h"
 #include "ioport/ioport.h"
 
+/// How a backend whose lines must all be had sets them up.
+struct SupervisedSetUp {
+	/// Who complains of a line that cannot be had.
+	const char *function;
+	/// How it calls the setting of the control lines.
+	const char *control_call;
+	/// The supervised path may do without a line of its own.
+	bool sioctrl_is_optional = false;
+	/// Keeps ioctrl at 1 on an input.
+	bool pull_up = false;
+};
+
 /// The lines of one port. Main thread, except reading and driving.
 class SupervisedLines
 {
@@ -20,6 +32,13 @@ public:
 	/// Whether there is an input and an output for a configurable port,
 	/// one of them for any other. False: after a warning.
 	bool fit(const IOPort *port) const;
+
+	/// Requests the lines that the port's type needs, an output with
+	/// @p state, and selects the hardware's path. False, after a warning,
+	/// when there are too few or too many of them, or one cannot be had or
+	/// driven. A missing sioctrl that is not optional is a programming
+	/// error.
+	bool set_up(const IOPort *port, bool state, const SupervisedSetUp &how);
 
 	/// The raw value of the line that carries the port's state now; -1
 	/// when it cannot be read. Any thread.
@@ -60,6 +79,10 @@ public:
 
 private:
 	GpioPin *current_pin(const IOPort *port) const;
+	bool request_state_lines(const IOPort *port, bool state,
+				 const SupervisedSetUp &how) const;
+	bool request_control_lines(const IOPort *port,
+				   const SupervisedSetUp &how);
 	GpioPinPtr *pin_of_element(const char *element);
 
 	EdgeWatch edge_watch_;

@@ -27,8 +27,8 @@ constexpr TableCall kTableCalls[BACKEND_COUNT] = {
 	libugpio_setup_functions,
 	spiadc_setup_functions,
 	spi_setup_functions,
-	nullptr, // iio
-	nullptr, // iio-interrupt
+	[](IOPort *) { return iio_setup_functions(); },
+	[](IOPort *) { return iio_int_setup_functions(); },
 	sysfs_setup_functions,
 	nullptr, // iobox
 	[](IOPort *) { return null_setup_functions(); },

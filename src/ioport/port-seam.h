@@ -18,6 +18,8 @@ const IOPortFunctions *virtual_setup_functions(IOPort *port);
 const IOPortFunctions *libugpio_setup_functions(IOPort *port);
 const IOPortFunctions *spiadc_setup_functions(IOPort *port);
 const IOPortFunctions *spi_setup_functions(IOPort *port);
+const IOPortFunctions *iio_setup_functions();
+const IOPortFunctions *iio_int_setup_functions();
 const IOPortFunctions *sysfs_setup_functions(IOPort *port);
 const IOPortFunctions *null_setup_functions();
 const IOPortFunctions *check_setup_functions(IOPort *port);

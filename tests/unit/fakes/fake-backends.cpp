@@ -24,6 +24,8 @@ constexpr char kVirtual[] = "virtual";
 constexpr char kGpio[] = "gpio";
 constexpr char kSysfs[] = "sysfs";
 constexpr char kSpiadc[] = "spiadc";
+constexpr char kIio[] = "iio";
+constexpr char kIioInt[] = "iio-interrupt";
 constexpr char kNull[] = "null";
 constexpr char kCheck[] = "check";
 constexpr char kFull[] = "full";
@@ -168,6 +170,8 @@ constexpr IOPortFunctions full_table()
 constexpr IOPortFunctions virtual_table = plain_table<kVirtual>();
 constexpr IOPortFunctions gpio_table = plain_table<kGpio>();
 constexpr IOPortFunctions spiadc_table = plain_table<kSpiadc>();
+constexpr IOPortFunctions iio_table = plain_table<kIio>();
+constexpr IOPortFunctions iio_int_table = plain_table<kIioInt>();
 constexpr IOPortFunctions sysfs_table = plain_table<kSysfs>();
 constexpr IOPortFunctions null_table = plain_table<kNull>();
 constexpr IOPortFunctions check_table = plain_table<kCheck>();
@@ -229,6 +233,16 @@ const IOPortFunctions *spi_setup_functions(IOPort *port)
 {
 	make_data(port);
 	return &full;
+}
+
+const IOPortFunctions *iio_setup_functions()
+{
+	return &iio_table;
+}
+
+const IOPortFunctions *iio_int_setup_functions()
+{
+	return &iio_int_table;
 }
 
 const IOPortFunctions *null_setup_functions()

@@ -1,0 +1,53 @@
+#include "backends/data-watch.h"
+
+#include <glib-unix.h>
+
+namespace
+{
+
+constexpr guint kRetryMilliseconds = 100;
+
+} // namespace
+
+void DataWatch::start(int fd, Handler handler)
+{
+	if (is_on())
+		return;
+	fd_ = fd;
+	handler_ = std::move(handler);
+	watch();
+}
+
+void DataWatch::stop()
+{
+	watch_.reset();
+	retry_.reset();
+	handler_ = nullptr;
+}
+
+void DataWatch::watch()
+{
+	watch_.reset(g_unix_fd_add(fd_, G_IO_IN, on_data, this));
+}
+
+gboolean DataWatch::on_data(int, GIOCondition condition, gpointer self)
+{
+	auto *data_watch = static_cast<DataWatch *>(self);
+	const bool readable = (condition & G_IO_IN) != 0;
+	const bool read = data_watch->handler_();
+	if (read && readable)
+		return G_SOURCE_CONTINUE;
+	data_watch->watch_.release();
+	if (readable)
+		data_watch->retry_.reset(g_timeout_add(kRetryMilliseconds,
+						       on_retry, data_watch));
+	return G_SOURCE_REMOVE;
+}
+
+gboolean DataWatch::on_retry(gpointer self)
+{
+	auto *data_watch = static_cast<DataWatch *>(self);
+	data_watch->retry_.release();
+	data_watch->watch();
+	return G_SOURCE_REMOVE;
+}

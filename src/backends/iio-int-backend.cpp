@@ -1,0 +1,436 @@
+#include "backends/iio-int-backend.h"
+
+#include "backends/backend-data.h"
+#include "backends/iio-int-config.h"
+#include "backends/iio-sysfs.h"
+#include "backends/supervised-backend.h"
+#include "ioport/io-errors.h"
+#include "ioport/port-seam.h"
+#include "ioport/port-settings.h"
+#include "ioport/port-state.h"
+#include "ioport/port-supervision.h"
+#include "util/assert.h"
+
+#include <array>
+
+namespace
+{
+
+constexpr const char *kModule = "iio-int-backend.c";
+
+IioIntPortData *data_of(const IOPort *port)
+{
+	return backend::data<IioIntPortData>(port);
+}
+
+const char *name_of(const IOPort *port)
+{
+	return port->name ? port->name->c_str() : "(null)";
+}
+
+// ---- measuring ----
+
+/// As the shift instructions of 32-bit processors count.
+unsigned shift_count(const IioIntPortData *data)
+{
+	constexpr unsigned kWordBits = 32;
+	return data->bitshift % kWordBits;
+}
+
+guint32 read_level(IioIntPortData *data)
+{
+	const guint32 level = iio_read_raw(data->channel) >> shift_count(data);
+	data->last_readout = level;
+	return level;
+}
+
+bool classify(IOPort *port, guint32 level, SupervisedState *state,
+	      GError **error)
+{
+	const auto *data = data_of(port);
+	if (data->mode != IIO_INT_ADC)
+		return supervised_classify_port(port, level, state, error);
+	*state = supervised_classify(data->ranges, level);
+	return true;
+}
+
+bool measure(IOPort *port, bool cached, SupervisedState *state, guint32 *level,
+	     GError **error)
+{
+	auto *data = data_of(port);
+	*state = SUPERVISED_UNDEFINED;
+	if (data == nullptr) {
+		g_set_error_literal(error, io_supervised_error_quark(),
+				    IO_SUPERVISED_ERROR_GENERIC,
+				    "The port is closed");
+		return false;
+	}
+	*level = cached ? data->last_readout.load() : read_level(data);
+	return classify(port, *level, state, error);
+}
+
+/// The state of the range that the level is in is the port's line state.
+int state_as_level(IOPort *port)
+{
+	SupervisedState state = SUPERVISED_UNDEFINED;
+	guint32 level = 0;
+	measure(port, false, &state, &level, nullptr);
+	return static_cast<int>(state);
+}
+
+bool iio_int_get_supervised_readout(IOPort *port, SupervisedState *state,
+				    guint32 *level, GError **error)
+{
+	const auto *data = data_of(port);
+	return measure(port, data != nullptr && data->cache_ad_value, state,
+		       level, error);
+}
+
+void report(IOPort *port, SupervisedState state)
+{
+	auto *data = data_of(port);
+	if (state == data->last_state)
+		return;
+	io_port_trigger(port, static_cast<int>(state));
+	data->last_state = state;
+}
+
+// ---- arming ----
+
+bool is_beyond_limit(const IioIntPortData *data, guint32 level)
+{
+	constexpr guint32 kNone = IioIntPortData::kNoLimit;
+	return (data->lower_limit != kNone && level <= data->lower_limit) ||
+	       (data->upper_limit != kNone && level >= data->upper_limit);
+}
+
+/// The last range that the level is in; none.
+std::optional<SupervisedRange> range_of(IOPort *port, guint32 level)
+{
+	auto *data = data_of(port);
+	const SupervisedRangeList &ranges = data->mode == IIO_INT_ADC
+						    ? data->ranges
+						    : port->supervised_ranges;
+	const SupervisedRange *range = supervised_find_range(ranges, level);
+	return range != nullptr ? std::optional(*range) : std::nullopt;
+}
+
+/// The thresholds wrap as 32-bit numbers do.
+void set_thresholds(const IioIntPortData *data, const SupervisedRange &range)
+{
+	const guint32 above = range.upper_limit + data->hysteresis;
+	const guint32 below = range.lower_limit - data->hysteresis;
+	const IioThresholds &thresholds = data->listener.thresholds;
+	if (!data->one_threshold) {
+		thresholds.set_rising(above << shift_count(data));
+		thresholds.set_falling(below << shift_count(data));
+		thresholds.enable(true);
+	} else if (range.lower_limit != 0) {
+		thresholds.set_falling(below);
+		thresholds.enable_falling();
+	} else {
+		thresholds.set_rising(above);
+		thresholds.enable_rising();
+	}
+}
+
+gboolean on_limit_poll(gpointer user_data);
+
+/// Has the converter tell when the level leaves the range that it is in. A
+/// level in no range leaves the events as they are.
+void arm(IOPort *port)
+{
+	auto *data = data_of(port);
+	SupervisedState state = SUPERVISED_UNDEFINED;
+	guint32 level = 0;
+	util::Error error;
+	if (!measure(port, false, &state, &level, &error)) {
+		g_warning("Couldn't read adc value for %s\n", name_of(port));
+		return;
+	}
+	const auto range = range_of(port, level);
+	if (!range)
+		return;
+	data->limit_poll_id.reset();
+	if (is_beyond_limit(data, level))
+		data->limit_poll_id.reset(g_timeout_add(data->limit_timeout,
+							on_limit_poll, port));
+	else
+		set_thresholds(data, *range);
+}
+
+/// Arming makes another poll where one is still needed.
+gboolean on_limit_poll(gpointer user_data)
+{
+	auto *port = static_cast<IOPort *>(user_data);
+	auto *data = data_of(port);
+	SupervisedState state = SUPERVISED_UNDEFINED;
+	guint32 level = 0;
+	util::Error error;
+	if (!measure(port, false, &state, &level, &error)) {
+		g_warning("Unable to read from port %s\n", name_of(port));
+		return G_SOURCE_CONTINUE;
+	}
+	report(port, state);
+	if (!is_beyond_limit(data, level))
+		arm(port);
+	return G_SOURCE_CONTINUE;
+}
+
+void on_event(IOPort *port)
+{
+	SupervisedState state = SUPERVISED_UNDEFINED;
+	guint32 level = 0;
+	util::Error error;
+	if (!measure(port, false, &state, &level, &error))
+		g_warning("Readout failed: %s", error.message());
+	report(port, state);
+	arm(port);
+}
+
+// ---- plain and supervised mode ----
+
+void events_on(IOPort *port)
+{
+	auto *data = data_of(port);
+	data->last_state = SUPERVISED_UNDEFINED;
+	iio_int_add_listener(&data->listener);
+	arm(port);
+}
+
+void events_off(IioIntPortData *data)
+{
+	data->limit_poll_id.reset();
+	if (data->listener.thresholds.are_open())
+		data->listener.thresholds.enable(false);
+	iio_int_remove_listener(&data->listener);
+}
+
+void watch(IOPort *port, bool supervised)
+{
+	auto *data = data_of(port);
+	if (supervised || data->mode == IIO_INT_ADC) {
+		data->lines.stop_watching();
+		events_on(port);
+	} else {
+		data->lines.watch_edges(port);
+		events_off(data);
+	}
+}
+
+void iio_int_set_watch(IOPort *port)
+{
+	if (port->backend_data != nullptr)
+		watch(port, io_port_supervised_input(port));
+}
+
+bool iio_int_set_supervised(IOPort *port, bool enable)
+{
+	const auto *data = data_of(port);
+	if (data == nullptr)
+		return false;
+	watch(port, enable);
+	if (!io_port_input(port) && !io_port_set_direction(port, true))
+		return false;
+	data->lines.set_control_pins(port, data->pullup_when_supervised);
+	return true;
+}
+
+bool iio_int_set_direction(IOPort *port, bool input)
+{
+	auto *data = data_of(port);
+	if (data == nullptr)
+		return false;
+	data->lines.stop_watching();
+	events_off(data);
+	return data->mode == IIO_INT_ADC ||
+	       data->lines.set_direction(port, input,
+					 data->pullup_when_supervised);
+}
+
+// ---- set-up of the converter ----
+
+bool refuse_name(const std::string &name)
+{
+	g_warning("'%s' cannot be part of a file's name", name.c_str());
+	return false;
+}
+
+/// Names the channel's attribute files.
+bool name_channel(IioIntPortData *data, int device)
+{
+	if (!data->channel_name)
+		data->channel_name =
+			"voltage" + std::to_string(static_cast<gint32>(
+					    data->voltage_channel));
+	for (const auto *name : {&data->channel_name, &data->chan_extend_name})
+		if (*name && (*name)->find('/') != std::string::npos)
+			return refuse_name(**name);
+	data->channel = {device, *data->channel_name, data->chan_extend_name};
+	return true;
+}
+
+bool write_sampling_frequency(const IioIntPortData *data,
+			      const std::string &folder)
+{
+	if (!data->shared_samplefreq)
+		return true;
+	std::string path = folder + "in_voltage_sampling_frequency";
+	if (!g_file_test(path.c_str(), G_FILE_TEST_EXISTS))
+		path = folder + "sampling_frequency";
+	return iio_write_sysfs(path, *data->shared_samplefreq,
+			       "Couldn't close in_voltage_sampling_frequency");
+}
+
+bool write_period(const IioIntPortData *data, const std::string &folder)
+{
+	return !data->shared_thresh_either_period ||
+	       iio_write_sysfs(
+		       folder + "events/in_voltage_thresh_either_period",
+		       *data->shared_thresh_either_period,
+		       "Couldn't close in_voltage_thresh_either_period");
+}
+
+/// The kernel takes seconds.
+bool write_integration_time(const IioIntPortData *data,
+			    const std::string &folder)
+{
+	constexpr double kMicrosecondsPerSecond = 1e6;
+	constexpr size_t kTextSize = 15;
+	const auto time = static_cast<gint32>(data->integration_time);
+	if (time <= 0)
+		return true;
+	std::array<char, kTextSize> text;
+	g_snprintf(text.data(), text.size(), "%f",
+		   time / kMicrosecondsPerSecond);
+	return iio_write_sysfs(folder + "in_proximity_integration_time",
+			       text.data(),
+			       "Couldn't close in_proximity_integration_time");
+}
+
+/// Thresholds that nothing crosses, and no events, until the port is watched.
+bool reset_thresholds(const IioThresholds &thresholds)
+{
+	return thresholds.set_falling(0) && thresholds.set_rising(1) &&
+	       thresholds.enable(false);
+}
+
+bool set_up_device(IioIntPortData *data)
+{
+	const int device =
+		iio_get_device_number(data->driver.value_or("").c_str());
+	if (device == -1) {
+		g_warning("Failed to find device name");
+		g_warning("Failed to setup sysfs");
+		return false;
+	}
+	const std::string folder = std::string(kIioDevices) + kIioDevicePrefix +
+				   std::to_string(device) + "/";
+	data->listener.dev_path = std::string("/dev/") + kIioDevicePrefix +
+				  std::to_string(device);
+	return name_channel(data, device) &&
+	       iio_int_open_device(data->listener.dev_path) &&
+	       data->listener.thresholds.open(data->channel) &&
+	       write_sampling_frequency(data, folder) &&
+	       write_period(data, folder) &&
+	       write_integration_time(data, folder) &&
+	       reset_thresholds(data->listener.thresholds);
+}
+
+// ---- set-up of the port ----
+
+/// What a port has of its own; the converter's events stay open for the others.
+void release_hardware(IioIntPortData *data)
+{
+	events_off(data);
+	data->lines.release();
+	data->listener.thresholds.close();
+}
+
+bool iio_int_setup(IOPort *port, int state)
+{
+	auto *data = data_of(port);
+	MODULE_ASSERT(kModule, data != NULL);
+	release_hardware(data);
+	data->listener.port = port;
+	data->listener.voltage_channel = data->voltage_channel;
+	data->listener.on_event = on_event;
+	if (data->mode == IIO_INT_THRESHOLD &&
+	    !data->lines.set_up(
+		    port, state != 0,
+		    {
+			    .function = "iio_int_setup_gpio",
+			    .control_call = "iio_int_set_control_pins (port)",
+			    .sioctrl_is_optional = true,
+			    .pull_up = data->pullup_when_supervised,
+		    }))
+		return false;
+	if (port->type == PORT_OUTPUT || set_up_device(data))
+		return true;
+	g_warning("Failed to setup iio device.");
+	return false;
+}
+
+/// The first port that closes takes the shared converter down.
+void iio_int_close(IOPort *port)
+{
+	auto *data = data_of(port);
+	if (data == nullptr)
+		return;
+	release_hardware(data);
+	iio_int_close_device(data->listener.dev_path);
+}
+
+// ---- the table ----
+
+bool iio_int_is_supervisable(IOPort *port)
+{
+	const auto *data = data_of(port);
+	return (data == nullptr || data->mode != IIO_INT_ADC) &&
+	       supervised_is_supervisable(port);
+}
+
+int iio_int_get_state(IOPort *port)
+{
+	const auto *data = data_of(port);
+	if (data == nullptr)
+		return -1;
+	if (data->mode == IIO_INT_ADC || io_port_supervised_input(port))
+		return state_as_level(port);
+	return data->lines.get_state(port);
+}
+
+void iio_int_set_state(IOPort *port, int state)
+{
+	if (const auto *data = data_of(port))
+		data->lines.set_state(port, state);
+}
+
+void iio_int_free(IOPort *port)
+{
+	iio_int_close(port);
+	backend::free_data<IioIntPortData>(port);
+}
+
+constexpr IOPortFunctions iio_int_functions = {
+	.setup = iio_int_setup,
+	.is_supervisable = iio_int_is_supervisable,
+	.set_supervised = iio_int_set_supervised,
+	.get_supervised_ranges = supervised_get_supervised_ranges,
+	.set_supervised_ranges = supervised_set_supervised_ranges,
+	.get_supervised_readout = iio_int_get_supervised_readout,
+	.get_state = iio_int_get_state,
+	.set_state = iio_int_set_state,
+	.set_watch = iio_int_set_watch,
+	.set_direction = iio_int_set_direction,
+	.parse_data = iio_int_parse_data,
+	.free = iio_int_free,
+	.close = iio_int_close,
+};
+
+} // namespace
+
+const IOPortFunctions *iio_int_setup_functions()
+{
+	return &iio_int_functions;
+}
