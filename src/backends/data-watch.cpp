@@ -30,12 +30,15 @@ void DataWatch::watch()
 	watch_.reset(g_unix_fd_add(fd_, G_IO_IN, on_data, this));
 }
 
+/// The handler may stop its watch, which forgets it.
 gboolean DataWatch::on_data(int, GIOCondition condition, gpointer self)
 {
 	auto *data_watch = static_cast<DataWatch *>(self);
 	const bool readable = (condition & G_IO_IN) != 0;
-	const bool read = data_watch->handler_();
-	if (read && readable)
+	const guint id = data_watch->watch_.id();
+	const Handler handler = data_watch->handler_;
+	const bool read = handler();
+	if ((read && readable) || data_watch->watch_.id() != id)
 		return G_SOURCE_CONTINUE;
 	data_watch->watch_.release();
 	if (readable)

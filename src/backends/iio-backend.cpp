@@ -192,11 +192,10 @@ std::string channel_attribute(const IioPortData *data,
 bool read_type(IioPortData *data, const std::string &path)
 {
 	std::string text;
-	errno = 0;
-	const bool known = iio_read_sysfs(path, &text);
+	const int reason = iio_read_sysfs(path, &text) ? EINVAL : errno;
 	const auto type = iio_parse_type(text);
-	if (!known || !type) {
-		g_warning("Failed to find device type: %s", g_strerror(errno));
+	if (!type) {
+		g_warning("Failed to find device type: %s", g_strerror(reason));
 		return false;
 	}
 	data->iio_type = *type;

@@ -232,7 +232,9 @@ bool iio_int_set_supervised(IOPort *port, bool enable)
 	watch(port, enable);
 	if (!io_port_input(port) && !io_port_set_direction(port, true))
 		return false;
-	data->lines.set_control_pins(port, data->pullup_when_supervised);
+	if (data->mode != IIO_INT_ADC)
+		data->lines.set_control_pins(port,
+					     data->pullup_when_supervised);
 	return true;
 }
 
@@ -301,8 +303,8 @@ bool write_integration_time(const IioIntPortData *data,
 	if (time <= 0)
 		return true;
 	std::array<char, kTextSize> text;
-	g_snprintf(text.data(), text.size(), "%f",
-		   time / kMicrosecondsPerSecond);
+	g_ascii_formatd(text.data(), text.size(), "%f",
+			time / kMicrosecondsPerSecond);
 	return iio_write_sysfs(folder + "in_proximity_integration_time",
 			       text.data(),
 			       "Couldn't close in_proximity_integration_time");

@@ -55,11 +55,10 @@ std::optional<int> number_of(const char *entry, const char *prefix)
 	if (std::strncmp(entry, prefix, length) != 0)
 		return std::nullopt;
 	int number = 0;
-	errno = EINVAL;
 	if (std::sscanf(entry + length, "%d", &number) == 1)
 		return number;
 	g_warning("Failed to find device number for device %s: %s", entry,
-		  g_strerror(errno));
+		  g_strerror(EINVAL));
 	return std::nullopt;
 }
 
