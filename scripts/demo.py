@@ -31,6 +31,12 @@ Try this in another terminal, in {root}:
   scripts/simboard open door           # and opens the door
   scripts/orvadctl pulse siren 500     # half a second of noise
 
+The gate's wire is watched for tampering once that is switched on:
+
+  scripts/orvadctl supervise gate on
+  scripts/simboard loop gate cut       # somebody cuts it
+  scripts/orvadctl readout gate --live # how close its level is to an edge
+
 "scripts/simboard show" draws the board, relay included, as it changes. There is
 a motion sensor, too: echo 1 > build/board/pir_detector. The port "tamper" waits
 for its hardware, build/board/tamper. All files are in {box}.

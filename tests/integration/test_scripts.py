@@ -82,6 +82,11 @@ def test_run_shows_changes_as_they_come_until_interrupted(demonstrate):
              if " siren level " in line]
     assert siren == [["level", "high"], ["level", "low"]]
 
+    tool("orvadctl", "supervise", "gate", "on")
+    tool("simboard", "loop", "gate", "cut")
+    demonstration.wait_for(
+        'SupervisedPort port=7 state="cut" tampered=true')
+
     demonstration.process.send_signal(signal.SIGINT)
     assert demonstration.process.wait(60) == 0
     assert demonstration.output().endswith(

@@ -100,7 +100,7 @@ def test_a_request_that_is_too_long_ends_the_connection(board):
     (b"\n", b'error there is no command ""\n'),
     (b"\xff\x00\x1b[2J\n", b"error there is no command"),
     (b"history\r\n", b" 1 "),
-    (b"state nobody\nstate nobody\n", b"error there is no line nobody\n" * 2),
+    (b"hold nobody\nhold nobody\n", b"error there is no line nobody\n" * 2),
     (b"line", b"")])
 def test_whatever_is_asked_is_answered(board, request_bytes, answer):
     with socket.socket(socket.AF_UNIX) as connection:

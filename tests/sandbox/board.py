@@ -25,16 +25,27 @@ from confined import SandboxError
 from waiting import DEADLINE, TimedOut, wait_until
 
 GPIO = "/sys/class/gpio"
+DEVICES = "/dev"
 
 Change = collections.namedtuple(
     "Change", "id time_ns number name what value actor")
 """One line of the history; actor: "board" or "daemon(PID)". The name is None
-for a line without one."""
+for a line without one, the number for what is no line and no chip."""
 
 Line = collections.namedtuple(
     "Line", "number name chip wiring direction level driver folder edge "
             "active_low note")
 """A line as "state" tells it; what has nothing to tell is None."""
+
+
+Converter = collections.namedtuple(
+    "Converter", "name device mode bits speed users messages transfers "
+                 "selected note")
+"""A converter as "state" tells it; selected: the address of a channel."""
+
+Loop = collections.namedtuple(
+    "Loop", "name converter address state level readings line")
+"""The same for a loop; readings: how often its level was read."""
 
 
 class BoardError(SandboxError):
@@ -43,7 +54,7 @@ class BoardError(SandboxError):
 
 class Board:
     """See the head of this file. build: the build folder; text: of the board
-    file. Lines are named by name or number."""
+    file. Lines are named by name or number, all else by name."""
 
     def __init__(self, build, text):
         self._program = pathlib.Path(build).resolve() / \
@@ -57,10 +68,15 @@ class Board:
     socket = property(lambda self: self.root / "socket")
     gpio = property(lambda self: self.mount / GPIO.lstrip("/"))
 
+    devices = property(lambda self: self.mount / DEVICES.lstrip("/"))
+
     @property
     def binds(self):
-        """For Sandbox(binds=...)."""
-        return [(str(self.gpio), GPIO)]
+        """For Sandbox(binds=...), once the board runs."""
+        return [(str(self.gpio), GPIO)] + [
+            (str(self.devices / converter.device),
+             f"{DEVICES}/{converter.device}")
+            for converter in self.converters().values()]
 
     @property
     def pid(self):
@@ -111,7 +127,8 @@ class Board:
                     **os.environ,
                     "ASAN_OPTIONS": f"{options}:detect_leaks=1",
                     "UBSAN_OPTIONS": f"{options}:halt_on_error=1",
-                    "TSAN_OPTIONS": options})
+                    "TSAN_OPTIONS":
+                    f"{options}:ignore_noninstrumented_modules=1"})
         if self._process.stdout.readline() != b"ready\n":
             raise SandboxError(f"the board did not start:\n{self._errors()}")
 
@@ -178,16 +195,26 @@ class Board:
         """Changes its level count times; the last one."""
         return self.ask("burst", line, count)[0]
 
-    def fail(self, line, error, *access):
-        """Lets uses of the line's files fail; error: an errno or its symbol,
-        access: read, write or export, all of them when not given."""
-        self.ask("fail", line, error, *access)
+    def loop(self, loop, state):
+        """Sets an alarm loop: open, closed, short, cut or its ohms; the level
+        that its channel reads then."""
+        return int(self.ask("loop", loop, state)[0])
 
-    def heal(self, line, *access):
-        self.ask("fail", line, "none", *access)
+    def adc(self, converter, address, level):
+        """Sets what a converter's channel reads, until its loop changes."""
+        self.ask("adc", f"{converter}/{address}", level)
+
+    def fail(self, what, error, *access):
+        """Lets uses of a line's or converter's files fail; error: an errno or
+        its symbol, access: read, write or export, or transfer, ioctl or open;
+        all of them when not given."""
+        self.ask("fail", what, error, *access)
+
+    def heal(self, what, *access):
+        self.ask("fail", what, "none", *access)
 
     def unplug(self, what):
-        """Takes a chip or line from its driver."""
+        """Takes a chip, line or converter from its driver."""
         self.ask("unplug", what)
 
     def plug(self, what):
@@ -202,12 +229,30 @@ class Board:
 
     def state(self, *line):
         """Every line of interest, or that one: number -> Line."""
-        rows = [row.split("\t") for row in self.ask("state", *line)]
-        lines = [Line(*(None if field == "-" else field for field in row[1:]))
-                 for row in rows if row[0] == "line"]
-        return {int(line.number): line._replace(
-            number=int(line.number), active_low=line.active_low == "1")
-            for line in lines}
+        return {int(row.number): row._replace(
+            number=int(row.number), active_low=row.active_low == "1")
+            for row in self._rows("line", Line, *line)}
+
+    def converters(self):
+        """name -> Converter"""
+        return {row.name: row._replace(
+            **{field: int(getattr(row, field)) for field in (
+                "mode", "bits", "speed", "users", "messages", "transfers")},
+            selected=int(row.selected, 16))
+            for row in self._rows("converter", Converter)}
+
+    def loops(self):
+        """name -> Loop"""
+        return {row.name: row._replace(
+            address=int(row.address, 16), level=int(row.level),
+            readings=int(row.readings))
+            for row in self._rows("loop", Loop)}
+
+    def _rows(self, kind, make, *only):
+        """What "state" tells about parts of that kind."""
+        rows = [row.split("\t") for row in self.ask("state", *only)]
+        return [make(*(None if field == "-" else field for field in row[1:]))
+                for row in rows if row[0] == kind]
 
     def level(self, line):
         """high or low."""
@@ -224,7 +269,8 @@ class Board:
         for line in self.ask("history", since):
             number, time_ns, line_number, name, *rest = line.split(" ")
             changes.append(Change(
-                int(number), int(time_ns), int(line_number),
+                int(number), int(time_ns),
+                None if line_number == "-" else int(line_number),
                 None if name == "-" else name, *rest))
         return changes
 
@@ -233,8 +279,8 @@ class Board:
         return max((change.id for change in self.history()), default=0)
 
     def wait_for(self, what, value, line, since=0):
-        """Waits until the history has such a change; that change. The line is
-        named as the history does, or by number."""
+        """Waits until the history has such a change; that change. What it is
+        about is named as the history does, or a line by number."""
         return wait_until(
             lambda: next((change for change in self.history(since)
                           if (change.what, change.value) == (what, value)

@@ -108,7 +108,8 @@ class Sandbox:
     with_user_qel, with_group_qel: whether the daemon's user and group exist.
     conf_owner: who owns /etc/orvad, "qel" or "root".
     users: name -> (uid, gid) of further users who may use the bus.
-    binds: (path outside, path inside) pairs, writable, devices allowed.
+    binds: (path outside, path inside) pairs, writable, devices allowed; below
+        /dev they are links, which dangle while the device is away.
     env: additions to the daemon's environment.
     """
 
@@ -244,6 +245,8 @@ class Sandbox:
 
     def _bind(self, source, target):
         """The arguments for one extra bind, with its mount point."""
+        if target.startswith("/dev/"):
+            return self._bind_device(source, target)
         args = []
         for parent in reversed(pathlib.Path(target).parents):
             args += ["--dir", str(parent)]
@@ -257,6 +260,14 @@ class Sandbox:
                     point.parent.mkdir(parents=True, exist_ok=True)
                     point.touch()
         return [*args, "--dev-bind", str(source), target]
+
+    @staticmethod
+    def _bind_device(source, target):
+        """The same for a device, which may come and go: a file that is bound
+        stays, so its folder is bound, and a link leads there."""
+        folder = "/dev/" + str(source.parent).strip("/").replace("/", "-")
+        return ["--dir", folder, "--dev-bind", str(source.parent), folder,
+                "--symlink", f"{folder}/{source.name}", target]
 
     def start_bus(self):
         """Starts the bus; on return it takes connections."""

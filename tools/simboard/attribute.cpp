@@ -1,7 +1,6 @@
 #include "attribute.h"
 
 #include <fcntl.h>
-#include <poll.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,9 +11,10 @@ namespace simboard
 namespace
 {
 
-/// DEFAULT_POLLMASK of the kernel's linux/poll.h.
-constexpr unsigned ALWAYS = POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM;
 constexpr unsigned EVENT = POLLERR | POLLPRI;
+
+/// What sysfs says of every file.
+constexpr off_t SHOWN_SIZE = 4096;
 
 bool reads(int flags)
 {
@@ -81,12 +81,17 @@ unsigned Attribute::Opened::poll()
 	// Of a removed file there is always news (kernfs_fop_poll).
 	bool news = attribute_->removed() || seen_ != attribute_->events_;
 
-	return news ? ALWAYS | EVENT : ALWAYS;
+	return news ? USUAL_POLL | EVENT : USUAL_POLL;
 }
 
 Attribute::Attribute(mode_t permissions, Show show, Store store)
 	: File(permissions), show_(std::move(show)), store_(std::move(store))
 {
+}
+
+off_t Attribute::size() const
+{
+	return SHOWN_SIZE;
 }
 
 void Attribute::wake_all()

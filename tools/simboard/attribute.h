@@ -29,6 +29,7 @@ public:
 	/// Counts an event, and wakes those who wait for one.
 	void notify();
 
+	off_t size() const override;
 	void remove() override;
 	int open(int flags, const std::shared_ptr<File> &self,
 		 std::unique_ptr<OpenFile> &opened) override;

@@ -33,6 +33,17 @@ bool is_number(const std::string &name)
 			   [](char c) { return g_ascii_isdigit(c); });
 }
 
+/// Null when none of the parts has that name.
+template <typename Part>
+const Part *find(const std::vector<Part> &parts, const std::string &name)
+{
+	auto place = std::find_if(
+		parts.begin(), parts.end(),
+		[&name](const Part &part) { return part.name == name; });
+
+	return place == parts.end() ? nullptr : &*place;
+}
+
 class Checker
 {
 public:
@@ -55,6 +66,10 @@ private:
 	bool check_line(const LineDescription &line);
 	bool check_follows(const LineDescription &line);
 	bool is_on_chip(unsigned number) const;
+	bool check_converter(const ConverterDescription &converter);
+	bool check_loop(const LoopDescription &loop);
+	bool check_contact(const LoopDescription &loop,
+			   const std::string &where);
 
 	const BoardDescription &board_;
 	const char *path_;
@@ -63,6 +78,9 @@ private:
 	std::set<std::string> folders_{"export", "unexport"};
 	std::map<unsigned, std::string> numbers_;
 	std::vector<const ChipDescription *> chips_;
+	std::set<std::string> devices_;
+	std::map<std::pair<std::string, unsigned>, std::string> channels_;
+	std::map<std::string, std::string> contacts_;
 };
 
 bool Checker::check_name(const std::string &group, const std::string &name)
@@ -142,13 +160,11 @@ bool Checker::check_line(const LineDescription &line)
 bool Checker::check_follows(const LineDescription &line)
 {
 	std::string where = "[Line " + line.name + "] Follows";
-	auto target = std::find_if(
-		board_.lines.begin(), board_.lines.end(),
-		[&](auto &other) { return other.name == line.follows; });
+	const LineDescription *target = find(board_.lines, line.follows);
 
 	if (line.follows.empty())
 		return true;
-	if (target == board_.lines.end())
+	if (!target)
 		return refuse(where, "there is no line " + line.follows);
 	if (target->wiring != Wiring::RELAY &&
 	    target->wiring != Wiring::CONTROL)
@@ -156,6 +172,64 @@ bool Checker::check_follows(const LineDescription &line)
 			      line.follows + " is neither relay nor control");
 	if (line.wiring != Wiring::WIRE)
 		return refuse(where, "only a wire can follow");
+	if (line.direction != Direction::IN)
+		return refuse(where, "only an input can follow");
+	return true;
+}
+
+/// spidevBUS.CHIPSELECT
+bool is_spi_device(const std::string &device)
+{
+	return g_regex_match_simple("^spidev[0-9]{1,5}\\.[0-9]{1,5}$",
+				    device.c_str(), G_REGEX_DOLLAR_ENDONLY,
+				    GRegexMatchFlags{});
+}
+
+bool Checker::check_converter(const ConverterDescription &converter)
+{
+	std::string group = "[Converter " + converter.name + "]";
+
+	if (!check_name(group, converter.name))
+		return false;
+	if (!is_spi_device(converter.device))
+		return refuse(group + " Device",
+			      "\"" + converter.device + "\" is no spidevX.Y");
+	if (!devices_.insert(converter.device).second)
+		return refuse(group + " Device",
+			      "\"" + converter.device + "\" is used twice");
+	return true;
+}
+
+bool Checker::check_loop(const LoopDescription &loop)
+{
+	std::string group = "[Loop " + loop.name + "]";
+
+	if (!check_name(group, loop.name))
+		return false;
+	if (!find(board_.converters, loop.converter))
+		return refuse(group + " Converter",
+			      "there is no converter " + loop.converter);
+	auto [place, fresh] = channels_.emplace(
+		std::make_pair(loop.converter, loop.address), loop.name);
+	if (!fresh)
+		return refuse(group + " Address",
+			      "is that of " + place->second);
+	return loop.line.empty() || check_contact(loop, group + " Line");
+}
+
+/// Whether the line can read the loop's contact.
+bool Checker::check_contact(const LoopDescription &loop,
+			    const std::string &where)
+{
+	const LineDescription *line = find(board_.lines, loop.line);
+
+	if (!line)
+		return refuse(where, "there is no line " + loop.line);
+	if (line->wiring != Wiring::DOOR_CONTACT)
+		return refuse(where, loop.line + " is no door contact");
+	auto [place, fresh] = contacts_.emplace(loop.line, loop.name);
+	if (!fresh)
+		return refuse(where, "is that of " + place->second);
 	return true;
 }
 
@@ -166,6 +240,12 @@ bool Checker::check()
 			return false;
 	for (const LineDescription &line : board_.lines)
 		if (!check_line(line) || !check_follows(line))
+			return false;
+	for (const ConverterDescription &converter : board_.converters)
+		if (!check_converter(converter))
+			return false;
+	for (const LoopDescription &loop : board_.loops)
+		if (!check_loop(loop))
 			return false;
 	return true;
 }

@@ -1,12 +1,12 @@
 #include "board-file.h"
 
+#include "adc.h"
 #include "board-check.h"
 #include "error.h"
+#include "section.h"
 #include "util/glib-ptr.h"
 
 #include <cstring>
-#include <optional>
-#include <span>
 
 namespace simboard
 {
@@ -18,92 +18,6 @@ constexpr unsigned MOST_LINES = 4096;
 constexpr unsigned HIGHEST_BASE = G_MAXINT - MOST_LINES;
 constexpr unsigned LONGEST_DELAY_MS = 60000;
 constexpr guint64 HIGHEST_GROUP = G_MAXUINT32 - 1; ///< -1 is no group.
-
-/// One group of the file. The first mistake is kept in error; after it every
-/// further call does nothing.
-class Section
-{
-public:
-	Section(GKeyFile *file, const char *path, const char *group,
-		GError **error)
-		: file_(file), path_(path), group_(group), error_(error)
-	{
-	}
-
-	bool ok() const
-	{
-		return ok_;
-	}
-	void refuse(const char *key, const std::string &reason)
-	{
-		if (ok_)
-			set_usage_error(error_, "%s: [%s] %s: %s", path_,
-					group_, key, reason.c_str());
-		ok_ = false;
-	}
-	bool has(const char *key) const
-	{
-		return g_key_file_has_key(file_, group_, key, nullptr);
-	}
-
-	std::string text(const char *key, const std::string &fallback = "");
-	unsigned number(const char *key, guint64 least, guint64 most,
-			std::optional<unsigned> fallback = std::nullopt);
-	void allow_only(std::span<const char *const> keys);
-
-private:
-	GKeyFile *file_;
-	const char *path_;
-	const char *group_;
-	GError **error_;
-	bool ok_ = true;
-};
-
-std::string Section::text(const char *key, const std::string &fallback)
-{
-	util::Error error;
-
-	if (!ok_ || !has(key))
-		return fallback;
-	util::CharPtr value(g_key_file_get_string(file_, group_, key, &error));
-	if (!value) {
-		refuse(key, error.message());
-		return fallback;
-	}
-	return value.get();
-}
-
-unsigned Section::number(const char *key, guint64 least, guint64 most,
-			 std::optional<unsigned> fallback)
-{
-	guint64 number = 0;
-	util::Error error;
-
-	if (!has(key)) {
-		if (!fallback)
-			refuse(key, "is missing");
-		return fallback.value_or(0);
-	}
-	std::string value = text(key);
-	if (ok_ && !g_ascii_string_to_unsigned(value.c_str(), 10, least, most,
-					       &number, &error))
-		refuse(key, error.message());
-	return static_cast<unsigned>(number);
-}
-
-void Section::allow_only(std::span<const char *const> keys)
-{
-	util::StrvPtr found(
-		g_key_file_get_keys(file_, group_, nullptr, nullptr));
-
-	for (char **key = found.get(); key && *key; ++key) {
-		bool known = false;
-		for (const char *allowed : keys)
-			known |= strcmp(*key, allowed) == 0;
-		if (!known)
-			refuse(*key, "there is no such key");
-	}
-}
 
 bool read_board_section(Section section, BoardDescription &board)
 {
@@ -138,32 +52,10 @@ bool read_chip_section(Section section, const std::string &name,
 	return section.ok();
 }
 
-Wiring read_wiring(Section &section)
-{
-	std::string text = section.text("Wiring", word(Wiring::WIRE));
-	auto wiring = wiring_from_word(text);
-
-	if (!wiring)
-		section.refuse("Wiring", "\"" + text + "\" is not one of " +
-						 wiring_words());
-	return wiring.value_or(Wiring::WIRE);
-}
-
 /// A button is wired between the line, which is pulled up, and ground.
 Level usual_idle(Wiring wiring)
 {
 	return wiring == Wiring::BUTTON ? Level::HIGH : Level::LOW;
-}
-
-Level read_idle(Section &section, Wiring wiring)
-{
-	std::string text = section.text("Idle", word(usual_idle(wiring)));
-	auto idle = level_from_word(text);
-
-	if (!idle)
-		section.refuse("Idle", "\"" + text + "\" is not one of " +
-					       level_words());
-	return idle.value_or(Level::LOW);
 }
 
 std::string read_folder(Section &section, unsigned number)
@@ -178,15 +70,19 @@ std::string read_folder(Section &section, unsigned number)
 bool read_line_section(Section section, const std::string &name,
 		       BoardDescription &board)
 {
-	static constexpr const char *KEYS[] = {"Number", "Wiring", "Idle",
-					       "Exported", "Follows"};
+	static constexpr const char *KEYS[] = {
+		"Number", "Wiring", "Idle", "Exported", "Follows", "Direction"};
 	LineDescription line;
 
 	section.allow_only(KEYS);
 	line.name = name;
 	line.number = section.number("Number", 0, G_MAXINT);
-	line.wiring = read_wiring(section);
-	line.idle = read_idle(section, line.wiring);
+	line.wiring = section.choice("Wiring", Wiring::WIRE, wiring_from_word,
+				     wiring_words());
+	line.idle = section.choice("Idle", usual_idle(line.wiring),
+				   level_from_word, level_words());
+	line.direction = section.choice("Direction", Direction::IN,
+					direction_from_word, direction_words());
 	line.folder = read_folder(section, line.number);
 	line.follows = section.text("Follows");
 	if (section.has("Follows") && section.has("Idle"))
@@ -195,6 +91,63 @@ bool read_line_section(Section section, const std::string &name,
 	return section.ok();
 }
 
+bool read_converter_section(Section section, const std::string &name,
+			    BoardDescription &board)
+{
+	static constexpr const char *KEYS[] = {"Device"};
+
+	section.allow_only(KEYS);
+	board.converters.push_back({name, section.required_text("Device")});
+	return section.ok();
+}
+
+Circuit read_circuit(Section &section)
+{
+	auto wiring =
+		section.choice("Wiring", LoopWiring::NORMALLY_CLOSED,
+			       loop_wiring_from_word, loop_wiring_words());
+	Circuit circuit = usual_circuit(wiring);
+
+	circuit.pull_up =
+		section.number("PullUp", 1, MOST_OHMS, circuit.pull_up);
+	circuit.end_of_line =
+		section.number("EndOfLine", 1, MOST_OHMS, circuit.end_of_line);
+	circuit.contact =
+		section.number("Contact", 1, MOST_OHMS, circuit.contact);
+	return circuit;
+}
+
+bool read_loop_section(Section section, const std::string &name,
+		       BoardDescription &board)
+{
+	static constexpr const char *KEYS[] = {
+		"Converter", "Address", "Wiring", "PullUp",
+		"EndOfLine", "Contact", "Line"};
+	LoopDescription loop;
+
+	section.allow_only(KEYS);
+	loop.name = name;
+	loop.converter = section.required_text("Converter");
+	loop.address = section.number("Address", 0, Adc::HIGHEST_ADDRESS);
+	loop.circuit = read_circuit(section);
+	loop.line = section.text("Line");
+	board.loops.push_back(loop);
+	return section.ok();
+}
+
+struct SectionKind {
+	const char *prefix; ///< A name follows.
+	bool (*read)(Section section, const std::string &name,
+		     BoardDescription &board);
+};
+
+constexpr SectionKind SECTIONS[] = {
+	{"Chip ", read_chip_section},
+	{"Line ", read_line_section},
+	{"Converter ", read_converter_section},
+	{"Loop ", read_loop_section},
+};
+
 bool read_section(GKeyFile *file, const char *path, const char *group,
 		  BoardDescription &board, GError **error)
 {
@@ -202,11 +155,9 @@ bool read_section(GKeyFile *file, const char *path, const char *group,
 
 	if (strcmp(group, "Board") == 0)
 		return read_board_section(section, board);
-	if (g_str_has_prefix(group, "Chip "))
-		return read_chip_section(section, group + strlen("Chip "),
-					 board);
-	if (g_str_has_prefix(group, "Line "))
-		return read_line_section(section, group + strlen("Line "),
+	for (const SectionKind &kind : SECTIONS)
+		if (g_str_has_prefix(group, kind.prefix))
+			return kind.read(section, group + strlen(kind.prefix),
 					 board);
 	set_usage_error(error, "%s: [%s]: there is no such group", path, group);
 	return false;

@@ -3,7 +3,7 @@
 /// The board file: a key file that says what is on a board. Its reference is
 /// docs/simulated-board.md.
 
-#include "words.h"
+#include "circuit.h"
 
 #include <glib.h>
 #include <sys/types.h>
@@ -28,6 +28,21 @@ struct LineDescription {
 	Level idle = Level::LOW;
 	std::string folder;  ///< Where firmware exports it; empty: it does not.
 	std::string follows; ///< Name of the line it is wired to, or empty.
+	/// As the boot loader has left it; an output has the level idle.
+	Direction direction = Direction::IN;
+};
+
+struct ConverterDescription {
+	std::string name;
+	std::string device; ///< Name of its file in /dev.
+};
+
+struct LoopDescription {
+	std::string name;
+	std::string converter; ///< That measures it.
+	unsigned address = 0;  ///< Of the converter's channel.
+	Circuit circuit;
+	std::string line; ///< That reads the same contact, or empty.
 };
 
 struct BoardDescription {
@@ -40,6 +55,8 @@ struct BoardDescription {
 	unsigned group_delay_ms = 0;
 	std::vector<ChipDescription> chips;
 	std::vector<LineDescription> lines;
+	std::vector<ConverterDescription> converters;
+	std::vector<LoopDescription> loops;
 };
 
 /// Reads the file. False with a usage error set, which names the file and,

@@ -1,7 +1,5 @@
 #include "board.h"
 
-#include "error.h"
-
 #include <cerrno>
 
 namespace simboard
@@ -88,6 +86,10 @@ void Board::describe_line(const LineDescription &description)
 	line.name = description.name;
 	line.wiring = description.wiring;
 	line.idle = line.outside = line.level = description.idle;
+	line.direction = description.direction;
+	line.booted = line.direction == Direction::OUT;
+	if (line.booted)
+		line.latch = line.idle;
 	line.firmware_folder = description.folder;
 }
 
@@ -210,6 +212,7 @@ void Board::set_direction(Line &line, DirectionWord direction, Actor actor)
 	record(line, What::DIRECTION, direction_word(direction), actor);
 	line.direction =
 		direction == DirectionWord::IN ? Direction::IN : Direction::OUT;
+	line.booted = false;
 	if (line.direction == Direction::OUT)
 		line.latch = direction == DirectionWord::HIGH ? Level::HIGH
 							      : Level::LOW;
@@ -222,6 +225,7 @@ int Board::set_value(Line &line, bool value, Actor actor)
 		return EPERM;
 	record(line, What::WRITE, value ? "1" : "0", actor);
 	line.latch = value != line.active_low ? Level::HIGH : Level::LOW;
+	line.booted = false;
 	settle(line, actor);
 	return 0;
 }
@@ -254,11 +258,8 @@ void Board::drive(Line &line, Level level)
 
 void Board::set_fault(Line &line, Access access, int number)
 {
-	const char *symbol = number == 0 ? "none" : errno_symbol(number);
-
-	line.faults[static_cast<std::size_t>(access)] = number;
-	record(line, What::FAULT, std::string(word(access)) + ":" + symbol,
-	       BOARD);
+	line.faults.set(access, number);
+	record(line, What::FAULT, fault_text(access, number), BOARD);
 }
 
 void Board::set_plugged(Chip &chip, bool plugged)

@@ -7,9 +7,9 @@
 /// gpiolib.c; errors are errno numbers, 0 is success.
 
 #include "board-file.h"
+#include "faults.h"
 #include "history.h"
 
-#include <array>
 #include <map>
 
 namespace simboard
@@ -41,12 +41,13 @@ struct Line {
 	Level latch = Level::LOW;   ///< What the chip drives as an output.
 	Level outside = Level::LOW; ///< What the wiring drives.
 	Level level = Level::LOW;   ///< What is on the line.
+	bool booted = false; ///< An output that nobody but firmware has set.
 
 	std::string folder; ///< Empty: not exported.
 	bool exported_by_firmware = false;
 	bool active_low = false;
 	Edge edge = Edge::NONE;
-	std::array<int, ACCESS_COUNT> faults{}; ///< An errno for each Access.
+	Faults<Access, ACCESS_COUNT> faults;
 
 	bool exported() const
 	{
@@ -64,7 +65,7 @@ struct Line {
 	}
 	int fault(Access access) const
 	{
-		return faults[static_cast<std::size_t>(access)];
+		return faults.of(access);
 	}
 	/// Number, for one without a name; for messages.
 	std::string title() const

@@ -4,6 +4,7 @@
 /// passes them on, and its help is printed from this table.
 
 #include "hand.h"
+#include "loops.h"
 #include "reply.h"
 
 #include <span>
@@ -15,6 +16,8 @@ namespace simboard
 /// What commands work with.
 struct Bench {
 	Board &board;
+	Converters &converters;
+	Loops &loops;
 	Hand &hand;
 	/// Has the client told of every change from now on.
 	std::function<void(const Reply &reply)> follow;
@@ -33,7 +36,7 @@ struct BoardCommand {
 	void (*run)(Bench &bench, const Words &words, const Reply &reply);
 };
 
-std::span<const BoardCommand> board_commands();
+const std::vector<BoardCommand> &board_commands();
 
 /// Null when there is none of that name.
 const BoardCommand *find_board_command(const std::string &name);

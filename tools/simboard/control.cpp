@@ -25,11 +25,12 @@ bool is_served(const UnixAddress &address)
 
 } // namespace
 
-Control::Control(Board &board, Hand &hand)
-	: bench_{board, hand,
-		 [this](const Reply &reply) { followers_.push_back(reply); }}
+Control::Control(const Bench &bench) : bench_(bench)
 {
-	board.history().on_change = [this](const Change &change) {
+	bench_.follow = [this](const Reply &reply) {
+		followers_.push_back(reply);
+	};
+	bench_.board.history().on_change = [this](const Change &change) {
 		if (followers_.empty())
 			return;
 		std::string text = change_text(change);

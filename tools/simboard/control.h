@@ -17,8 +17,9 @@ class Connection;
 class Control
 {
 public:
-	/// @param board, hand must outlive this.
-	Control(Board &board, Hand &hand);
+	/// @param bench what the requests work with, but for following; it must
+	///     outlive this.
+	explicit Control(const Bench &bench);
 	~Control();
 	Control(const Control &) = delete;
 	Control &operator=(const Control &) = delete;

@@ -1,11 +1,9 @@
 #include "fuse-operations.h"
 
-#include "fuse-layer.h"
-#include "util/glib-ptr.h"
+#include "fuse-ioctl.h"
+#include "fuse-request.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 namespace simboard
 {
@@ -14,29 +12,15 @@ namespace simboard
 namespace
 {
 
-/// What sysfs says of every attribute file.
-constexpr off_t SHOWN_SIZE = 4096;
 /// Nothing may be remembered by the kernel: files come and go by themselves.
 constexpr double NO_TIME = 0;
 
 using PollHandlePtr = util::Handle<fuse_pollhandle, fuse_pollhandle_destroy>;
 
-FuseLayer &layer_of(fuse_req_t request)
-{
-	return *static_cast<FuseLayer *>(fuse_req_userdata(request));
-}
-
 std::shared_ptr<Folder> find_folder(fuse_req_t request, fuse_ino_t id)
 {
 	return std::dynamic_pointer_cast<Folder>(
 		layer_of(request).find_node(id));
-}
-
-OpenFile *find_file(fuse_req_t request, const fuse_file_info *info)
-{
-	FuseLayer::Handle *handle = layer_of(request).find_handle(info->fh);
-
-	return handle ? handle->file.get() : nullptr;
 }
 
 struct stat status_of(fuse_req_t request, const NodePtr &node)
@@ -48,22 +32,8 @@ struct stat status_of(fuse_req_t request, const NodePtr &node)
 	status.st_uid = node->owner;
 	status.st_gid = node->group;
 	status.st_nlink = 1;
-	status.st_size = S_ISREG(node->mode) ? SHOWN_SIZE : 0;
+	status.st_size = node->size();
 	return status;
-}
-
-/// The kernel tells which thread has asked; its process is what a user knows.
-pid_t process_of(fuse_req_t request)
-{
-	pid_t thread = fuse_req_ctx(request)->pid;
-	std::string path = "/proc/" + std::to_string(thread) + "/status";
-	char *contents = nullptr;
-
-	if (!g_file_get_contents(path.c_str(), &contents, nullptr, nullptr))
-		return thread;
-	util::CharPtr owner(contents);
-	const char *field = strstr(contents, "\nTgid:");
-	return field ? atoi(field + strlen("\nTgid:")) : thread;
 }
 
 void on_lookup(fuse_req_t request, fuse_ino_t parent, const char *name) noexcept
@@ -139,8 +109,9 @@ void on_open(fuse_req_t request, fuse_ino_t id, fuse_file_info *info) noexcept
 		fuse_reply_err(request, error);
 		return;
 	}
-	info->fh = layer.add_handle(std::move(handle));
+	info->nonseekable = !handle.file->seekable();
 	info->direct_io = 1;
+	info->fh = layer.add_handle(std::move(handle));
 	// The caller may have been killed meanwhile; nobody will close then.
 	if (fuse_reply_open(request, info) != 0)
 		layer.drop_handle(info->fh);
@@ -299,6 +270,7 @@ const fuse_lowlevel_ops FUSE_OPERATIONS = {
 	.readdir = on_readdir,
 	.releasedir = on_release,
 	.create = on_create,
+	.ioctl = on_ioctl,
 	.poll = on_poll,
 	.forget_multi = on_forget_multi,
 };

@@ -1,5 +1,7 @@
 #include "gpio-files.h"
 
+#include "udev-rule.h"
+
 #include <cerrno>
 
 namespace simboard
@@ -12,9 +14,6 @@ namespace
 constexpr mode_t CONTROL_MODE = 0200;
 constexpr mode_t LINE_MODE = 0644;
 constexpr mode_t CHIP_MODE = 0444;
-
-constexpr mode_t GROUP_WRITE = 0020;
-constexpr mode_t OWNER_WRITE = 0200;
 
 std::string chip_folder(const Chip &chip)
 {
@@ -125,7 +124,7 @@ GpioFiles::GpioFiles(Board &board, const std::shared_ptr<Folder> &folder)
 {
 	BoardListener listener;
 
-	give_to_group(*folder_);
+	apply_udev_rule(*folder_, board_.description());
 	add_control("export", &Board::export_line);
 	add_control("unexport", &Board::unexport_line);
 	listener.exported = [this](Line &line) { add_line(line); };
@@ -151,9 +150,10 @@ void GpioFiles::add_control(const std::string &name,
 		return fault != 0 ? fault : (board_.*change)(number, process);
 	};
 
-	give_to_group(*folder_->add(
-		name,
-		std::make_shared<Attribute>(CONTROL_MODE, nullptr, store)));
+	apply_udev_rule(
+		*folder_->add(name, std::make_shared<Attribute>(
+					    CONTROL_MODE, nullptr, store)),
+		board_.description());
 }
 
 void GpioFiles::add_chip(const Chip &chip)
@@ -215,19 +215,9 @@ void GpioFiles::give_to_group(Line &line)
 {
 	const std::shared_ptr<Folder> &folder = exported_.at(&line).folder;
 
-	give_to_group(*folder);
+	apply_udev_rule(*folder, board_.description());
 	for (auto &[name, node] : folder->children())
-		give_to_group(*node);
-}
-
-/// What a udev rule does: chgrp, and chmod g=u.
-void GpioFiles::give_to_group(Node &node) const
-{
-	if (!board_.description().has_group)
-		return;
-	node.group = board_.description().group;
-	if (node.mode & OWNER_WRITE)
-		node.mode |= GROUP_WRITE;
+		apply_udev_rule(*node, board_.description());
 }
 
 /// At once when there is no delay.

@@ -40,7 +40,6 @@ private:
 	void remove_line(Line &line);
 	void fill_line(Line &line);
 	void give_to_group(Line &line);
-	void give_to_group(Node &node) const;
 	void run_later(Line &line, unsigned delay_ms,
 		       void (GpioFiles::*run)(Line &line));
 	void add_file(Line &line, const std::string &name, Attribute::Show show,

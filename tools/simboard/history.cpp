@@ -42,6 +42,10 @@ const char *what_word(What what)
 		return "plugged";
 	case What::UNPLUGGED:
 		return "unplugged";
+	case What::SETTING:
+		return "setting";
+	case What::LOOP:
+		return "loop";
 	}
 	return "?";
 }
@@ -58,14 +62,14 @@ std::string change_text(const Change &change)
 {
 	return std::to_string(change.id) + " " +
 	       std::to_string(change.time_ns) + " " +
-	       std::to_string(change.number) + " " +
+	       (change.number ? std::to_string(*change.number) : "-") + " " +
 	       (change.name.empty() ? "-" : change.name) + " " +
 	       what_word(change.what) + " " + change.value + " " +
 	       actor_text(change.actor);
 }
 
-void History::record(unsigned number, const std::string &name, What what,
-		     const std::string &value, Actor actor)
+void History::record(std::optional<unsigned> number, const std::string &name,
+		     What what, const std::string &value, Actor actor)
 {
 	changes_.push_back(
 		{++last_id_, monotonic_ns(), number, name, what, value, actor});

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace simboard
@@ -18,7 +19,7 @@ using Actor = pid_t;
 constexpr Actor BOARD = 0;
 
 enum class What {
-	LEVEL,      ///< The line's level changed: high, low.
+	LEVEL,      ///< The level changed: high, low; 0 to 255 of a loop.
 	DIRECTION,  ///< A word was written to direction.
 	WRITE,      ///< 1 or 0 was written to value, changed or not.
 	EDGE,       ///< A word was written to edge.
@@ -26,22 +27,25 @@ enum class What {
 	EXPORTED,   ///< The line got that folder.
 	UNEXPORTED, ///< The line lost that folder.
 	FAULT,      ///< An access fails from now on, or no more: "read:EIO".
-	PLUGGED,    ///< A line or chip is there again.
-	UNPLUGGED   ///< A line or chip has gone.
+	PLUGGED,    ///< A line, chip or converter is there again.
+	UNPLUGGED,  ///< A line, chip or converter has gone.
+	SETTING,    ///< Of a converter: "bits:16", "speed:500000", "mode:3".
+	LOOP        ///< A loop's state: a word, ohms, or "raw".
 };
 
 struct Change {
-	guint64 id;     ///< From 1; without gaps.
-	gint64 time_ns; ///< CLOCK_MONOTONIC
-	unsigned number;
+	guint64 id;                     ///< From 1; without gaps.
+	gint64 time_ns;                 ///< CLOCK_MONOTONIC
+	std::optional<unsigned> number; ///< Of lines and chips.
 	std::string name;
 	What what;
 	std::string value;
 	Actor actor;
 };
 
-/// A change as a line of text without its end: id, time, line number, name ("-"
-/// for none), what, value, and "board" or "daemon(PID)", a blank between each.
+/// A change as a line of text without its end: id, time, line number and name
+/// ("-" for none), what, value, and "board" or "daemon(PID)", a blank between
+/// each.
 std::string change_text(const Change &change);
 
 class History
@@ -52,8 +56,8 @@ public:
 	/// Called after each change was added.
 	std::function<void(const Change &)> on_change;
 
-	void record(unsigned number, const std::string &name, What what,
-		    const std::string &value, Actor actor);
+	void record(std::optional<unsigned> number, const std::string &name,
+		    What what, const std::string &value, Actor actor);
 
 	/// Calls visit for each change that is still kept and has an id above
 	/// since, the oldest first.

@@ -1,5 +1,6 @@
 #include "node.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace simboard
@@ -59,6 +60,11 @@ std::shared_ptr<Folder> make_folders(const std::shared_ptr<Folder> &root,
 		start = end + 1;
 	}
 	return folder;
+}
+
+void OpenFile::ioctl(const IoctlCall &, const IoctlDone &done)
+{
+	done(ENOTTY, 0, "");
 }
 
 void OpenFile::ready()

@@ -2,9 +2,10 @@
 
 /// The tree of files that a board shows, free of how it is mounted. Folders
 /// hold nodes; a file makes an OpenFile for each open(), which answers reads,
-/// writes and poll. Everything is answered at once, in the main loop's thread;
-/// errors are errno numbers, 0 is success.
+/// writes, poll and ioctl. Everything happens in the main loop's thread and is
+/// answered at once, but for ioctl; errors are errno numbers, 0 is success.
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -17,6 +18,10 @@
 
 namespace simboard
 {
+
+/// What poll() says of a file that has no say in it: DEFAULT_POLLMASK of the
+/// kernel's linux/poll.h.
+constexpr unsigned USUAL_POLL = POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM;
 
 class Node
 {
@@ -40,6 +45,11 @@ public:
 	bool removed() const
 	{
 		return removed_;
+	}
+	/// As st_size; the kernel believes it only of what is mapped.
+	virtual off_t size() const
+	{
+		return 0;
 	}
 	/// Called by the folder that drops it.
 	virtual void remove()
@@ -86,6 +96,21 @@ private:
 std::shared_ptr<Folder> make_folders(const std::shared_ptr<Folder> &root,
 				     const std::string &path);
 
+/// An ioctl as it arrives: with what its number says that it takes along.
+struct IoctlCall {
+	unsigned command = 0;
+	std::string_view argument; ///< As long as the call; may be empty.
+	pid_t thread = 0;          ///< Of the caller, who waits.
+	pid_t process = 0;         ///< That the thread belongs to.
+};
+
+/// Ends an ioctl, now or later; exactly one call, in the main loop's thread.
+/// @param error an errno, or 0.
+/// @param result what ioctl() returns then.
+/// @param answer what the caller gets, of the length that the number says.
+using IoctlDone =
+	std::function<void(int error, int result, const std::string &answer)>;
+
 /// What one open() gave. It keeps its file in memory.
 class OpenFile
 {
@@ -98,6 +123,13 @@ public:
 	virtual int write(std::string_view data, pid_t process) = 0;
 	/// The conditions that hold, as poll() reports them.
 	virtual unsigned poll() = 0;
+	/// ENOTTY unless a kind of file has some.
+	virtual void ioctl(const IoctlCall &call, const IoctlDone &done);
+	/// Whether the offset of a read means anything.
+	virtual bool seekable() const
+	{
+		return true;
+	}
 
 	/// Has wake called once when poll() has become worth another look;
 	/// replaces an earlier one.

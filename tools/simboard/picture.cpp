@@ -4,6 +4,7 @@
 #include "util/glib-ptr.h"
 
 #include <algorithm>
+#include <span>
 
 namespace simboard
 {
@@ -12,26 +13,112 @@ namespace
 {
 
 constexpr const char *BOLD = "\033[1m";
+constexpr const char *RED = "\033[31m";
 constexpr const char *GREEN = "\033[32m";
 constexpr const char *FAINT = "\033[2m";
 constexpr const char *PLAIN = "\033[0m";
 constexpr std::size_t GAP = 2;
+constexpr guint64 BAR_LENGTH = 20;
+
+using Fields = std::vector<std::string>;
 
 struct Column {
 	const char *title;
-	LineField field;
+	std::size_t field;
+	/// How to show the field's text; null: as it is.
+	std::string (*show)(const std::string &text);
 };
 
-constexpr Column COLUMNS[] = {
-	{"LINE", FIELD_NUMBER},     {"NAME", FIELD_NAME},
-	{"WIRING", FIELD_WIRING},   {"DIRECTION", FIELD_DIRECTION},
-	{"LEVEL", FIELD_LEVEL},     {"DRIVEN BY", FIELD_DRIVER},
-	{"EXPORTED", FIELD_FOLDER}, {"EDGE", FIELD_EDGE},
-	{"LOW", FIELD_ACTIVE_LOW},  {"NOTE", FIELD_NOTE},
+/// The rows of one kind.
+struct Table {
+	const char *kind;
+	std::size_t fields;
+	std::span<const Column> columns;
+	const char *(*style_of)(const Fields &fields);
 };
-constexpr std::size_t COLUMN_COUNT = std::size(COLUMNS);
 
-using Fields = std::vector<std::string>;
+std::string show_edge(const std::string &text)
+{
+	return text == "none" ? "" : text;
+}
+
+std::string show_flag(const std::string &text)
+{
+	return text == "0" ? "" : text;
+}
+
+/// A level as a number and a bar.
+std::string show_level(const std::string &text)
+{
+	guint64 level = 0;
+
+	if (!g_ascii_string_to_unsigned(text.c_str(), 10, 0, Adc::HIGHEST_LEVEL,
+					&level, nullptr))
+		return text;
+	std::string bar(BAR_LENGTH, '.');
+	std::fill_n(bar.begin(), level * BAR_LENGTH / Adc::HIGHEST_LEVEL, '#');
+	util::CharPtr shown(g_strdup_printf(
+		"%3u [%s]", static_cast<unsigned>(level), bar.c_str()));
+	return shown.get();
+}
+
+constexpr Column LINE_COLUMNS[] = {
+	{"LINE", FIELD_NUMBER, nullptr},
+	{"NAME", FIELD_NAME, nullptr},
+	{"WIRING", FIELD_WIRING, nullptr},
+	{"DIRECTION", FIELD_DIRECTION, nullptr},
+	{"LEVEL", FIELD_LEVEL, nullptr},
+	{"DRIVEN BY", FIELD_DRIVER, nullptr},
+	{"EXPORTED", FIELD_FOLDER, nullptr},
+	{"EDGE", FIELD_EDGE, show_edge},
+	{"LOW", FIELD_ACTIVE_LOW, show_flag},
+	{"NOTE", FIELD_NOTE, nullptr},
+};
+
+constexpr Column CONVERTER_COLUMNS[] = {
+	{"CONVERTER", CONVERTER_NAME, nullptr},
+	{"DEVICE", CONVERTER_DEVICE, nullptr},
+	{"MODE", CONVERTER_MODE, nullptr},
+	{"BITS", CONVERTER_BITS, nullptr},
+	{"HZ", CONVERTER_SPEED, nullptr},
+	{"OPEN", CONVERTER_USERS, show_flag},
+	{"MESSAGES", CONVERTER_MESSAGES, nullptr},
+	{"NOTE", CONVERTER_NOTE, nullptr},
+};
+
+constexpr Column LOOP_COLUMNS[] = {
+	{"LOOP", LOOP_NAME, nullptr},
+	{"CONVERTER", LOOP_CONVERTER, nullptr},
+	{"ADDRESS", LOOP_ADDRESS, nullptr},
+	{"STATE", LOOP_STATE, nullptr},
+	{"LEVEL", LOOP_LEVEL, show_level},
+	{"LINE", LOOP_LINE, nullptr},
+};
+
+const char *line_style(const Fields &fields)
+{
+	return fields[FIELD_LEVEL] == "high" ? GREEN : FAINT;
+}
+
+const char *converter_style(const Fields &fields)
+{
+	return fields[CONVERTER_USERS] != "0" ? GREEN : FAINT;
+}
+
+const char *loop_style(const Fields &fields)
+{
+	auto state = loop_state_from_word(fields[LOOP_STATE]);
+
+	if (state == LoopState::CLOSED)
+		return FAINT;
+	return state == LoopState::OPEN ? GREEN : RED;
+}
+
+constexpr Table TABLES[] = {
+	{"line", LINE_FIELDS, LINE_COLUMNS, line_style},
+	{"converter", CONVERTER_FIELDS, CONVERTER_COLUMNS, converter_style},
+	{"loop", LOOP_FIELDS, LOOP_COLUMNS, loop_style},
+};
 
 Fields split(const std::string &row)
 {
@@ -43,35 +130,30 @@ Fields split(const std::string &row)
 	return fields;
 }
 
-Fields titles()
+std::string styled(const std::string &text, const char *style, bool colour)
 {
-	Fields cells;
-
-	for (const Column &column : COLUMNS)
-		cells.emplace_back(column.title);
-	return cells;
+	return colour ? style + text + PLAIN : text;
 }
 
-/// The cells of a line; what is as usual is left blank.
-Fields cells_of(const Fields &fields)
+/// The cells of a row; what has nothing to tell is left blank.
+Fields cells_of(const Table &table, const Fields &fields)
 {
 	Fields cells;
 
-	for (const Column &column : COLUMNS) {
+	for (const Column &column : table.columns) {
 		const std::string &text = fields[column.field];
-		bool usual = text == "-" ||
-			     (column.field == FIELD_EDGE && text == "none") ||
-			     (column.field == FIELD_ACTIVE_LOW && text == "0");
-		cells.push_back(usual ? "" : text);
+		cells.push_back(text == "-"   ? ""
+				: column.show ? column.show(text)
+					      : text);
 	}
 	return cells;
 }
 
-std::string text_of(const Fields &cells, const std::size_t *widths)
+std::string text_of(const Fields &cells, const std::vector<std::size_t> &widths)
 {
 	std::string text;
 
-	for (std::size_t i = 0; i < COLUMN_COUNT; ++i) {
+	for (std::size_t i = 0; i < cells.size(); ++i) {
 		text += cells[i];
 		text.append(widths[i] + GAP - cells[i].size(), ' ');
 	}
@@ -79,45 +161,61 @@ std::string text_of(const Fields &cells, const std::size_t *widths)
 	return text;
 }
 
-std::string styled(const std::string &text, const char *style, bool colour)
+std::string table_text(const Table &table, const std::vector<Fields> &rows,
+		       bool colour)
 {
-	return colour ? style + text + PLAIN : text;
+	std::vector<Fields> lines(1);
+	std::vector<std::size_t> widths(table.columns.size());
+
+	for (const Column &column : table.columns)
+		lines[0].emplace_back(column.title);
+	for (const Fields &row : rows)
+		lines.push_back(cells_of(table, row));
+	for (const Fields &cells : lines)
+		for (std::size_t i = 0; i < widths.size(); ++i)
+			widths[i] = std::max(widths[i], cells[i].size());
+
+	std::string text =
+		"\n" + styled(text_of(lines[0], widths), BOLD, colour) + "\n";
+	for (std::size_t i = 0; i < rows.size(); ++i)
+		text += styled(text_of(lines[i + 1], widths),
+			       table.style_of(rows[i]), colour) +
+			"\n";
+	return text;
 }
 
-const char *style_of(const Fields &cells)
+/// The rows that the table is about.
+std::vector<Fields> rows_of(const Table &table, const std::vector<Fields> &all)
 {
-	bool high =
-		std::find(cells.begin(), cells.end(), "high") != cells.end();
+	std::vector<Fields> rows;
 
-	return high ? GREEN : FAINT;
+	for (const Fields &fields : all)
+		if (fields[0] == table.kind && fields.size() == table.fields)
+			rows.push_back(fields);
+	return rows;
 }
 
 } // namespace
 
 std::string board_picture(const std::vector<std::string> &rows, bool colour)
 {
-	std::vector<Fields> table = {titles()};
-	std::size_t widths[COLUMN_COUNT] = {};
+	std::vector<Fields> all;
 	std::string name;
 
 	for (const std::string &row : rows) {
 		Fields fields = split(row);
-		if (fields.size() == LINE_FIELDS)
-			table.push_back(cells_of(fields));
-		else if (fields.size() > 1)
+		if (fields.size() == 2)
 			name = fields[1];
+		else if (!fields.empty())
+			all.push_back(fields);
 	}
-	for (const Fields &cells : table)
-		for (std::size_t i = 0; i < COLUMN_COUNT; ++i)
-			widths[i] = std::max(widths[i], cells[i].size());
-
-	std::string picture = styled(name, BOLD, colour) + "\n\n" +
-			      styled(text_of(table[0], widths), BOLD, colour) +
-			      "\n";
-	for (std::size_t i = 1; i < table.size(); ++i)
-		picture += styled(text_of(table[i], widths), style_of(table[i]),
-				  colour) +
-			   "\n";
+	std::string picture = styled(name, BOLD, colour) + "\n";
+	for (const Table &table : TABLES) {
+		std::vector<Fields> of_kind = rows_of(table, all);
+		// A board without anything has no lines.
+		if (!of_kind.empty() || &table == TABLES)
+			picture += table_text(table, of_kind, colour);
+	}
 	return picture;
 }
 

@@ -4,6 +4,7 @@
 #include "error.h"
 #include "fuse-layer.h"
 #include "gpio-files.h"
+#include "spi-files.h"
 
 #include <glib-unix.h>
 
@@ -39,9 +40,12 @@ bool serve(const std::string &board_file, const std::string &mount_point,
 		g_unix_signal_add(SIGINT, on_signal, loop.get()));
 	auto root = std::make_shared<Folder>();
 	Board board(description);
+	Converters converters(description, board.history());
+	Loops loops(description, converters, board);
 	GpioFiles gpio(board, make_folders(root, "sys/class/gpio"));
+	SpiFiles spi(converters, description, make_folders(root, "dev"));
 	Hand hand(board);
-	Control control(board, hand);
+	Control control({board, converters, loops, hand, nullptr});
 	FuseLayer layer(root);
 	bool unmounted = false;
 

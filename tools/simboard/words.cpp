@@ -16,6 +16,10 @@ constexpr const char *WIRINGS[] = {"button", "door contact", "relay", "control",
 				   "wire"};
 constexpr const char *ACCESSES[] = {"read", "write", "export"};
 static_assert(std::size(ACCESSES) == ACCESS_COUNT);
+constexpr const char *SPI_ACCESSES[] = {"transfer", "ioctl", "open"};
+static_assert(std::size(SPI_ACCESSES) == SPI_ACCESS_COUNT);
+constexpr const char *LOOP_WIRINGS[] = {"normally closed", "normally open"};
+constexpr const char *LOOP_STATES[] = {"open", "closed", "short", "cut"};
 
 using Words = std::span<const char *const>;
 
@@ -71,9 +75,29 @@ const char *word(Access access)
 	return find_word(ACCESSES, access);
 }
 
+const char *word(SpiAccess access)
+{
+	return find_word(SPI_ACCESSES, access);
+}
+
+const char *word(LoopWiring wiring)
+{
+	return find_word(LOOP_WIRINGS, wiring);
+}
+
+const char *word(LoopState state)
+{
+	return find_word(LOOP_STATES, state);
+}
+
 std::optional<Level> level_from_word(std::string_view text)
 {
 	return find_value<Level>(LEVELS, text);
+}
+
+std::optional<Direction> direction_from_word(std::string_view text)
+{
+	return find_value<Direction>(DIRECTIONS, text);
 }
 
 std::optional<Edge> edge_from_word(std::string_view text)
@@ -91,9 +115,29 @@ std::optional<Access> access_from_word(std::string_view text)
 	return find_value<Access>(ACCESSES, text);
 }
 
+std::optional<SpiAccess> spi_access_from_word(std::string_view text)
+{
+	return find_value<SpiAccess>(SPI_ACCESSES, text);
+}
+
+std::optional<LoopWiring> loop_wiring_from_word(std::string_view text)
+{
+	return find_value<LoopWiring>(LOOP_WIRINGS, text);
+}
+
+std::optional<LoopState> loop_state_from_word(std::string_view text)
+{
+	return find_value<LoopState>(LOOP_STATES, text);
+}
+
 std::string level_words()
 {
 	return list_words(LEVELS);
+}
+
+std::string direction_words()
+{
+	return list_words(DIRECTIONS);
 }
 
 std::string wiring_words()
@@ -104,6 +148,16 @@ std::string wiring_words()
 std::string access_words()
 {
 	return list_words(ACCESSES);
+}
+
+std::string spi_access_words()
+{
+	return list_words(SPI_ACCESSES);
+}
+
+std::string loop_wiring_words()
+{
+	return list_words(LOOP_WIRINGS);
 }
 
 } // namespace simboard

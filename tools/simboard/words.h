@@ -25,22 +25,42 @@ enum class Wiring { BUTTON, DOOR_CONTACT, RELAY, CONTROL, WIRE };
 enum class Access { READ, WRITE, EXPORT };
 constexpr std::size_t ACCESS_COUNT = 3;
 
+/// The same for a converter's device; IOCTL is all but transfers.
+enum class SpiAccess { TRANSFER, IOCTL, OPEN };
+constexpr std::size_t SPI_ACCESS_COUNT = 3;
+
+/// What the contact of an alarm loop does when nobody touches it.
+enum class LoopWiring { NORMALLY_CLOSED, NORMALLY_OPEN };
+
+/// The contact's state, or what was done to the wires.
+enum class LoopState { OPEN, CLOSED, SHORT, CUT };
+
 const char *word(Level level);
 const char *word(Direction direction);
 const char *word(Edge edge);
 const char *word(Wiring wiring);
 const char *word(Access access);
+const char *word(SpiAccess access);
+const char *word(LoopWiring wiring);
+const char *word(LoopState state);
 
 /// The meaning of a word; none when it has no such meaning.
 std::optional<Level> level_from_word(std::string_view text);
+std::optional<Direction> direction_from_word(std::string_view text);
 std::optional<Edge> edge_from_word(std::string_view text);
 std::optional<Wiring> wiring_from_word(std::string_view text);
 std::optional<Access> access_from_word(std::string_view text);
+std::optional<SpiAccess> spi_access_from_word(std::string_view text);
+std::optional<LoopWiring> loop_wiring_from_word(std::string_view text);
+std::optional<LoopState> loop_state_from_word(std::string_view text);
 
 /// All words of a kind, for messages: "high or low".
 std::string level_words();
+std::string direction_words();
 std::string wiring_words();
 std::string access_words();
+std::string spi_access_words();
+std::string loop_wiring_words();
 
 constexpr Level opposite(Level level)
 {

@@ -42,6 +42,26 @@ Number=5
 Exported=aux
 )";
 
+/// What a board with alarm loops has besides.
+constexpr const char *LOOPS_TEXT = R"(
+[Line entrance]
+Number=6
+Wiring=door contact
+
+[Converter adc]
+Device=spidev0.1
+
+[Loop front]
+Converter=adc
+Address=0x1f
+Line=entrance
+
+[Loop gate]
+Converter=adc
+Address=2
+Wiring=normally open
+)";
+
 constexpr simboard::Actor DAEMON = 4711;
 
 inline simboard::BoardDescription
@@ -54,6 +74,11 @@ describe_board(const std::string &text = BOARD_TEXT)
 		simboard::parse_board(text, "test.board", description, &error))
 		<< error.message();
 	return description;
+}
+
+inline simboard::BoardDescription describe_loops()
+{
+	return describe_board(std::string(BOARD_TEXT) + LOOPS_TEXT);
 }
 
 /// The texts of the changes after since, without their ids and times.

@@ -184,3 +184,111 @@ TEST(BoardFile, WhatIsNoKeyFileIsRefusedInOneLine)
 	EXPECT_EQ(message.find('\n'), std::string::npos);
 	EXPECT_NE(refusal("[Board]\nName=\xff\xfe\n"), "accepted");
 }
+
+TEST(BoardFile, ALineMayBeLeftAnOutput)
+{
+	BoardDescription board =
+		describe_board(CHIP + "[Line a]\nNumber=1\nDirection=out\n"
+				      "Idle=high\n[Line b]\nNumber=2\n");
+
+	EXPECT_EQ(board.lines[0].direction, Direction::OUT);
+	EXPECT_EQ(board.lines[1].direction, Direction::IN);
+	EXPECT_EQ(refusal(CHIP + "[Line a]\nNumber=1\nDirection=up\n"),
+		  "b: [Line a] Direction: \"up\" is not one of in or out");
+	EXPECT_EQ(refusal(CHIP + "[Line r]\nNumber=1\nWiring=relay\n"
+				 "[Line a]\nNumber=2\nFollows=r\n"
+				 "Direction=out\n"),
+		  "b: [Line a] Follows: only an input can follow");
+}
+
+TEST(BoardFile, TellsConvertersAndLoops)
+{
+	BoardDescription board = describe_board(
+		std::string(BOARD_TEXT) + LOOPS_TEXT +
+		"[Loop yard]\nConverter=adc\nAddress=0\nPullUp=4700\n"
+		"EndOfLine=2200\nContact=680\n");
+
+	ASSERT_EQ(board.converters.size(), 1u);
+	EXPECT_EQ(board.converters[0].name, "adc");
+	EXPECT_EQ(board.converters[0].device, "spidev0.1");
+	ASSERT_EQ(board.loops.size(), 3u);
+	EXPECT_EQ(board.loops[0].converter, "adc");
+	EXPECT_EQ(board.loops[0].address, 31u);
+	EXPECT_EQ(board.loops[0].line, "entrance");
+	EXPECT_EQ(board.loops[0].circuit.wiring, LoopWiring::NORMALLY_CLOSED);
+	EXPECT_EQ(board.loops[1].circuit.wiring, LoopWiring::NORMALLY_OPEN);
+	EXPECT_EQ(board.loops[1].line, "");
+	EXPECT_EQ(board.loops[2].circuit.pull_up, 4700u);
+	EXPECT_EQ(board.loops[2].circuit.end_of_line, 2200u);
+	EXPECT_EQ(board.loops[2].circuit.contact, 680u);
+}
+
+TEST(BoardFile, MistakesInAConverterAreNamed)
+{
+	const std::string adc = "[Converter adc]\nDevice=spidev0.1\n";
+
+	EXPECT_EQ(refusal(adc), "accepted");
+	EXPECT_EQ(refusal("[Converter adc]\n"),
+		  "b: [Converter adc] Device: is missing");
+	for (const char *device : {"", "spidev0", "spidev0.", "../spidev0.1",
+				   "spidev0.1x", "spidev-1.0", "null"})
+		EXPECT_EQ(refusal("[Converter adc]\nDevice=" +
+				  std::string(device) + "\n"),
+			  "b: [Converter adc] Device: \"" +
+				  std::string(device) + "\" is no spidevX.Y");
+	EXPECT_EQ(refusal(adc + "[Converter b]\nDevice=spidev0.1\n"),
+		  "b: [Converter b] Device: \"spidev0.1\" is used twice");
+	EXPECT_EQ(refusal(adc + "[Chip adc]\nBase=0\nLines=1\n"),
+		  "b: [Converter adc]: the name is used twice");
+	EXPECT_EQ(refusal(adc + "Speed=1\n"),
+		  "b: [Converter adc] Speed: there is no such key");
+}
+
+TEST(BoardFile, MistakesInALoopAreNamed)
+{
+	const std::string adc = CHIP + "[Line door]\nNumber=1\n"
+				       "Wiring=door contact\n"
+				       "[Line wire]\nNumber=2\n"
+				       "[Converter adc]\nDevice=spidev0.1\n";
+	const std::string loop = adc + "[Loop a]\nConverter=adc\nAddress=3\n";
+
+	EXPECT_EQ(refusal(loop), "accepted");
+	EXPECT_EQ(refusal(adc + "[Loop a]\nAddress=3\n"),
+		  "b: [Loop a] Converter: is missing");
+	EXPECT_EQ(refusal(adc + "[Loop a]\nConverter=adc\n"),
+		  "b: [Loop a] Address: is missing");
+	EXPECT_EQ(refusal(adc + "[Loop a]\nConverter=door\nAddress=3\n"),
+		  "b: [Loop a] Converter: there is no converter door");
+	EXPECT_EQ(refusal(loop + "[Loop e]\nConverter=adc\nAddress=0x03\n"),
+		  "b: [Loop e] Address: is that of a");
+	EXPECT_EQ(refusal(loop + "Line=bell\n"),
+		  "b: [Loop a] Line: there is no line bell");
+	EXPECT_EQ(refusal(loop + "Line=wire\n"),
+		  "b: [Loop a] Line: wire is no door contact");
+	EXPECT_EQ(refusal(loop + "Line=door\n[Loop e]\nConverter=adc\n"
+				 "Address=4\nLine=door\n"),
+		  "b: [Loop e] Line: is that of a");
+	EXPECT_EQ(refusal(loop + "Wiring=open\n"),
+		  "b: [Loop a] Wiring: \"open\" is not one of normally closed "
+		  "or normally open");
+	EXPECT_EQ(refusal(loop + "[Loop adc]\nConverter=adc\nAddress=4\n"),
+		  "b: [Loop adc]: the name is used twice");
+}
+
+TEST(BoardFile, AddressesAndOhmsHaveARange)
+{
+	const std::string loop = "[Converter adc]\nDevice=spidev0.1\n"
+				 "[Loop a]\nConverter=adc\n";
+
+	for (const char *address : {"256", "0x100", "-1", "1f", "0x", "0x0x1"})
+		EXPECT_TRUE(refusal(loop + "Address=" + address + "\n")
+				    .starts_with("b: [Loop a] Address: "))
+			<< address;
+	for (const char *key : {"PullUp", "EndOfLine", "Contact"})
+		for (const char *ohms : {"0", "10000001", "4k7"})
+			EXPECT_TRUE(refusal(loop + "Address=1\n" + key + "=" +
+					    ohms + "\n")
+					    .starts_with("b: [Loop a] " +
+							 std::string(key)))
+				<< key << ohms;
+}

@@ -260,3 +260,25 @@ TEST_F(BoardTest, WhatWasRefusedIsNoChange)
 	board_.drive(siren, Level::LOW);
 	EXPECT_TRUE(changes_since(board_, since).empty());
 }
+
+TEST(BoardAtPowerOn, ALineIsAsTheBootLoaderHasLeftIt)
+{
+	Board board(
+		describe_board("[Chip c]\nBase=0\nLines=8\n"
+			       "[Line on]\nNumber=1\nDirection=out\nIdle=high\n"
+			       "[Line off]\nNumber=2\nDirection=out\n"));
+	Line &on = *board.find_line("on");
+	Line &off = *board.find_line("off");
+
+	board.power_on({});
+	EXPECT_EQ(on.direction, Direction::OUT);
+	EXPECT_EQ(on.level, Level::HIGH);
+	EXPECT_EQ(off.level, Level::LOW);
+	board.drive(on, Level::LOW);
+	EXPECT_EQ(on.level, Level::HIGH) << "the chip drives it";
+	EXPECT_EQ(board.set_value(on, false, DAEMON), 0);
+	EXPECT_EQ(on.level, Level::LOW);
+	EXPECT_EQ(board.set_value(on, true, DAEMON), 0);
+	board.set_direction(on, DirectionWord::IN, DAEMON);
+	EXPECT_EQ(on.level, Level::LOW);
+}

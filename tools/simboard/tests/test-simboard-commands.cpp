@@ -14,6 +14,7 @@ protected:
 	CommandsTest()
 	{
 		board_.power_on({});
+		converters_.power_on({[](Converter &) {}, [](Converter &) {}});
 	}
 
 	void start(const Words &words)
@@ -42,9 +43,11 @@ protected:
 		return word(board_.find_line(line)->level);
 	}
 
-	Board board_{describe_board()};
+	Board board_{describe_loops()};
+	Converters converters_{board_.description(), board_.history()};
+	Loops loops_{board_.description(), converters_, board_};
 	Hand hand_{board_};
-	Bench bench_{board_, hand_, [](const Reply &) {}};
+	Bench bench_{board_, converters_, loops_, hand_, [](const Reply &) {}};
 	std::string text_;
 	bool ended_ = false;
 };
@@ -155,7 +158,75 @@ TEST_F(CommandsTest, ChipsAndLinesArePulledOut)
 	EXPECT_EQ(ask({"plug", "main"}), "ok\n");
 	EXPECT_TRUE(board_.find_line("named")->exported());
 	EXPECT_EQ(ask({"unplug", "nobody"}),
-		  "error there is no chip and no line nobody\n");
+		  "error there is no chip, line or converter nobody\n");
+}
+
+TEST_F(CommandsTest, ALoopTellsItsLevel)
+{
+	EXPECT_EQ(ask({"loop", "front", "open"}), " 170\nok\n");
+	EXPECT_EQ(ask({"loop", "front", "short"}), " 0\nok\n");
+	EXPECT_EQ(ask({"loop", "front", "2000"}), " 128\nok\n");
+	EXPECT_EQ(ask({"loop", "gate", "closed"}), " 85\nok\n");
+	EXPECT_EQ(ask({"loop", "nobody", "open"}),
+		  "error there is no loop nobody\n");
+	for (const char *state : {"shut", "-1", "10000001", "raw", "1.5"})
+		EXPECT_EQ(ask({"loop", "front", state}),
+			  "error " + std::string(state) +
+				  " is not open, closed, short, cut or a "
+				  "number from 0 to 10000000\n");
+}
+
+TEST_F(CommandsTest, OpeningTheDoorOpensItsLoop)
+{
+	EXPECT_EQ(ask({"open", "entrance"}), "ok\n");
+	EXPECT_EQ(loops_.find("front")->level(), 170u);
+	EXPECT_EQ(ask({"close", "entrance"}), "ok\n");
+	EXPECT_EQ(loops_.find("front")->level(), 85u);
+	EXPECT_EQ(ask({"line", "entrance", "high"}),
+		  "error entrance is the contact of front\n");
+	EXPECT_EQ(ask({"burst", "entrance", "3"}),
+		  "error entrance is the contact of front\n");
+}
+
+TEST_F(CommandsTest, AChannelIsSetDirectly)
+{
+	EXPECT_EQ(ask({"adc", "adc/0x1f", "200"}), "ok\n");
+	EXPECT_EQ(loops_.find("front")->level(), 200u);
+	EXPECT_EQ(ask({"adc", "adc/255", "0xff"}), "ok\n");
+	EXPECT_EQ(converters_.find("adc")->adc.level(255), 255u);
+	EXPECT_EQ(ask({"adc", "adc/256", "1"}),
+		  "error 256 is not a number from 0 to 255\n");
+	EXPECT_EQ(ask({"adc", "adc/1", "256"}),
+		  "error 256 is not a number from 0 to 255\n");
+	EXPECT_EQ(ask({"adc", "adc", "1"}),
+		  "error  is not a number from 0 to 255\n");
+	EXPECT_EQ(ask({"adc", "front/1", "1"}),
+		  "error there is no converter front\n");
+}
+
+TEST_F(CommandsTest, AConverterFailsInItsOwnWays)
+{
+	Converter &adc = *converters_.find("adc");
+
+	EXPECT_EQ(ask({"fail", "adc", "EIO"}), "ok\n");
+	EXPECT_EQ(adc.faults.of(SpiAccess::TRANSFER), EIO);
+	EXPECT_EQ(adc.faults.of(SpiAccess::IOCTL), EIO);
+	EXPECT_EQ(adc.faults.of(SpiAccess::OPEN), EIO);
+	EXPECT_EQ(ask({"fail", "adc", "none", "open"}), "ok\n");
+	EXPECT_EQ(adc.faults.of(SpiAccess::OPEN), 0);
+	EXPECT_EQ(adc.faults.of(SpiAccess::IOCTL), EIO);
+	EXPECT_EQ(ask({"fail", "adc", "EIO", "read"}),
+		  "error read is not transfer, ioctl or open\n");
+	EXPECT_EQ(ask({"fail", "front", "EIO"}),
+		  "error there is no line and no converter front\n");
+}
+
+TEST_F(CommandsTest, AConverterIsPulledOut)
+{
+	EXPECT_EQ(ask({"unplug", "adc"}), "ok\n");
+	EXPECT_FALSE(converters_.find("adc")->plugged);
+	EXPECT_EQ(ask({"plug", "adc"}), "ok\n");
+	EXPECT_TRUE(converters_.find("adc")->plugged);
 }
 
 TEST_F(CommandsTest, StateTellsTheLinesOfInterest)
@@ -172,6 +243,23 @@ TEST_F(CommandsTest, StateTellsTheLinesOfInterest)
 		  "\t-\tnone\t0\t-\nok\n");
 	ask({"line", "20", "high"});
 	EXPECT_NE(ask({"state"}).find("\t20\t"), std::string::npos);
+}
+
+TEST_F(CommandsTest, StateTellsConvertersAndLoops)
+{
+	ask({"fail", "adc", "EIO", "open"});
+	ask({"unplug", "adc"});
+	EXPECT_EQ(ask({"state", "adc"}),
+		  " board\tTest board\n converter\tadc\tspidev0.1\t0\t8"
+		  "\t10000000\t0\t0\t0\t0x00\tunplugged open:EIO\nok\n");
+	EXPECT_EQ(ask({"state", "front"}),
+		  " board\tTest board\n loop\tfront\tadc\t0x1f\tclosed\t85"
+		  "\t0\tentrance\nok\n");
+	EXPECT_NE(ask({"state"}).find(" loop\tgate\tadc\t0x02\topen\t170"
+				      "\t0\t-\nok\n"),
+		  std::string::npos);
+	EXPECT_EQ(ask({"state", "nobody"}),
+		  "error there is no line, loop or converter nobody\n");
 }
 
 TEST_F(CommandsTest, HistoryGoesOnWhereOneLeftOff)

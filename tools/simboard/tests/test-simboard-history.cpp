@@ -80,3 +80,10 @@ TEST(History, AChangeIsOneLineOfColumns)
 	change.actor = BOARD;
 	EXPECT_EQ(change_text(change), "7 1500 20 - write 1 board");
 }
+
+TEST(History, WhatIsNoLineHasNoNumber)
+{
+	Change change = {3, 7, std::nullopt, "front", What::LOOP, "cut", BOARD};
+
+	EXPECT_EQ(change_text(change), "3 7 - front loop cut board");
+}

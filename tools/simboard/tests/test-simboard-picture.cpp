@@ -41,3 +41,41 @@ TEST(Picture, AnEmptyBoardHasATitle)
 	EXPECT_TRUE(
 		board_picture({"board\tx"}, false).starts_with("x\n\nLINE"));
 }
+
+TEST(Picture, DrawsConvertersAndLoopsWithTheirLevel)
+{
+	std::vector<std::string> rows = {
+		"board\tx",
+		"converter\tadc\tspidev0.1\t0\t16\t500000\t1\t7\t14\t0x1f"
+		"\t-",
+		"loop\tfront\tadc\t0x1f\tclosed\t85\t7\tdoor",
+		"loop\tgate\tadc\t0x02\tcut\t255\t0\t-",
+		"loop\tyard\tadc\t0x03\tshort\t0\t0\t-",
+	};
+	std::string picture = board_picture(rows, false);
+
+	EXPECT_NE(picture.find("\n\n"
+			       "CONVERTER  DEVICE     MODE  BITS  HZ      OPEN"
+			       "  MESSAGES  NOTE\n"
+			       "adc        spidev0.1  0     16    500000  1   "
+			       "  7\n"
+			       "\n"
+			       "LOOP   CONVERTER  ADDRESS  STATE   LEVEL"
+			       "                       LINE\n"
+			       "front  adc        0x1f     closed   85 "
+			       "[######..............]  door\n"
+			       "gate   adc        0x02     cut     255 "
+			       "[####################]\n"
+			       "yard   adc        0x03     short     0 "
+			       "[....................]\n"),
+		  std::string::npos)
+		<< picture;
+}
+
+TEST(Picture, TamperedLoopsAreRed)
+{
+	std::string picture = board_picture(
+		{"board\tx", "loop\tgate\tadc\t0x02\tcut\t255\t0\t-"}, true);
+
+	EXPECT_NE(picture.find("\033[31mgate "), std::string::npos) << picture;
+}
