@@ -3,6 +3,7 @@
 #include "backends/backend-data.h"
 #include "backends/file-name.h"
 #include "backends/iio-sysfs.h"
+#include "backends/parse-number.h"
 #include "backends/range-parser.h"
 #include "backends/supervised-backend.h"
 #include "ioport/io-errors.h"
@@ -283,8 +284,7 @@ RangeParser range_parser;
 
 gint32 parse_number(const char *text)
 {
-	constexpr unsigned kDecimal = 10;
-	return static_cast<gint32>(g_ascii_strtoll(text, nullptr, kDecimal));
+	return backend::parse_int(text, backend::kDecimal);
 }
 
 void parse_device_item(IioPortData *data, const char *key, const char *value)

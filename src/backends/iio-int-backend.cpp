@@ -2,7 +2,7 @@
 
 #include "backends/backend-data.h"
 #include "backends/iio-int-config.h"
-#include "backends/iio-sysfs.h"
+#include "backends/iio-int-setup.h"
 #include "backends/supervised-backend.h"
 #include "ioport/io-errors.h"
 #include "ioport/port-seam.h"
@@ -10,8 +10,6 @@
 #include "ioport/port-state.h"
 #include "ioport/port-supervision.h"
 #include "util/assert.h"
-
-#include <array>
 
 namespace
 {
@@ -104,15 +102,15 @@ bool is_beyond_limit(const IioIntPortData *data, guint32 level)
 	       (data->upper_limit != kNone && level >= data->upper_limit);
 }
 
-/// The last range that the level is in; none.
-std::optional<SupervisedRange> range_of(IOPort *port, guint32 level)
+/// Null when the port has none to offer.
+const SupervisedRangeList *ranges_of(IOPort *port)
 {
-	auto *data = data_of(port);
-	const SupervisedRangeList &ranges = data->mode == IIO_INT_ADC
-						    ? data->ranges
-						    : port->supervised_ranges;
-	const SupervisedRange *range = supervised_find_range(ranges, level);
-	return range != nullptr ? std::optional(*range) : std::nullopt;
+	const auto *data = data_of(port);
+	if (data->mode == IIO_INT_ADC)
+		return &data->ranges;
+	SupervisedRangeList *ranges = nullptr;
+	io_port_get_supervised_ranges(port, &ranges);
+	return ranges;
 }
 
 /// The thresholds wrap as 32-bit numbers do.
@@ -141,6 +139,9 @@ gboolean on_limit_poll(gpointer user_data);
 void arm(IOPort *port)
 {
 	auto *data = data_of(port);
+	const SupervisedRangeList *ranges = ranges_of(port);
+	if (ranges == nullptr)
+		return;
 	SupervisedState state = SUPERVISED_UNDEFINED;
 	guint32 level = 0;
 	util::Error error;
@@ -148,8 +149,8 @@ void arm(IOPort *port)
 		g_warning("Couldn't read adc value for %s\n", name_of(port));
 		return;
 	}
-	const auto range = range_of(port, level);
-	if (!range)
+	const SupervisedRange *range = supervised_find_range(*ranges, level);
+	if (range == nullptr)
 		return;
 	data->limit_poll_id.reset();
 	if (is_beyond_limit(data, level))
@@ -250,95 +251,6 @@ bool iio_int_set_direction(IOPort *port, bool input)
 					 data->pullup_when_supervised);
 }
 
-// ---- set-up of the converter ----
-
-bool refuse_name(const std::string &name)
-{
-	g_warning("'%s' cannot be part of a file's name", name.c_str());
-	return false;
-}
-
-/// Names the channel's attribute files.
-bool name_channel(IioIntPortData *data, int device)
-{
-	if (!data->channel_name)
-		data->channel_name =
-			"voltage" + std::to_string(static_cast<gint32>(
-					    data->voltage_channel));
-	for (const auto *name : {&data->channel_name, &data->chan_extend_name})
-		if (*name && (*name)->find('/') != std::string::npos)
-			return refuse_name(**name);
-	data->channel = {device, *data->channel_name, data->chan_extend_name};
-	return true;
-}
-
-bool write_sampling_frequency(const IioIntPortData *data,
-			      const std::string &folder)
-{
-	if (!data->shared_samplefreq)
-		return true;
-	std::string path = folder + "in_voltage_sampling_frequency";
-	if (!g_file_test(path.c_str(), G_FILE_TEST_EXISTS))
-		path = folder + "sampling_frequency";
-	return iio_write_sysfs(path, *data->shared_samplefreq,
-			       "Couldn't close in_voltage_sampling_frequency");
-}
-
-bool write_period(const IioIntPortData *data, const std::string &folder)
-{
-	return !data->shared_thresh_either_period ||
-	       iio_write_sysfs(
-		       folder + "events/in_voltage_thresh_either_period",
-		       *data->shared_thresh_either_period,
-		       "Couldn't close in_voltage_thresh_either_period");
-}
-
-/// The kernel takes seconds.
-bool write_integration_time(const IioIntPortData *data,
-			    const std::string &folder)
-{
-	constexpr double kMicrosecondsPerSecond = 1e6;
-	constexpr size_t kTextSize = 15;
-	const auto time = static_cast<gint32>(data->integration_time);
-	if (time <= 0)
-		return true;
-	std::array<char, kTextSize> text;
-	g_ascii_formatd(text.data(), text.size(), "%f",
-			time / kMicrosecondsPerSecond);
-	return iio_write_sysfs(folder + "in_proximity_integration_time",
-			       text.data(),
-			       "Couldn't close in_proximity_integration_time");
-}
-
-/// Thresholds that nothing crosses, and no events, until the port is watched.
-bool reset_thresholds(const IioThresholds &thresholds)
-{
-	return thresholds.set_falling(0) && thresholds.set_rising(1) &&
-	       thresholds.enable(false);
-}
-
-bool set_up_device(IioIntPortData *data)
-{
-	const int device =
-		iio_get_device_number(data->driver.value_or("").c_str());
-	if (device == -1) {
-		g_warning("Failed to find device name");
-		g_warning("Failed to setup sysfs");
-		return false;
-	}
-	const std::string folder = std::string(kIioDevices) + kIioDevicePrefix +
-				   std::to_string(device) + "/";
-	data->listener.dev_path = std::string("/dev/") + kIioDevicePrefix +
-				  std::to_string(device);
-	return name_channel(data, device) &&
-	       iio_int_open_device(data->listener.dev_path) &&
-	       data->listener.thresholds.open(data->channel) &&
-	       write_sampling_frequency(data, folder) &&
-	       write_period(data, folder) &&
-	       write_integration_time(data, folder) &&
-	       reset_thresholds(data->listener.thresholds);
-}
-
 // ---- set-up of the port ----
 
 /// What a port has of its own; the converter's events stay open for the others.
@@ -367,7 +279,7 @@ bool iio_int_setup(IOPort *port, int state)
 			    .pull_up = data->pullup_when_supervised,
 		    }))
 		return false;
-	if (port->type == PORT_OUTPUT || set_up_device(data))
+	if (port->type == PORT_OUTPUT || iio_int_set_up_device(data))
 		return true;
 	g_warning("Failed to setup iio device.");
 	return false;

@@ -2,6 +2,7 @@
 
 #include "backends/backend-data.h"
 #include "backends/iio-int-backend.h"
+#include "backends/parse-number.h"
 #include "backends/range-parser.h"
 
 #include <cstring>
@@ -13,10 +14,15 @@ namespace
 /// One for all ports: the configuration has one range after the other.
 RangeParser range_parser;
 
-gint64 parse_number(const char *text)
+guint32 parse_unsigned(const char *text)
 {
-	constexpr unsigned kDecimal = 10;
-	return g_ascii_strtoll(text, nullptr, kDecimal);
+	return backend::parse_uint(text, backend::kDecimal);
+}
+
+guint32 parse_signed(const char *text)
+{
+	return static_cast<guint32>(
+		backend::parse_int(text, backend::kDecimal));
 }
 
 struct TextItem {
@@ -37,16 +43,17 @@ constexpr TextItem kTextItems[] = {
 struct NumberItem {
 	const char *key;
 	guint32 IioIntPortData::*field;
+	guint32 (*parse)(const char *text);
 };
 
 constexpr NumberItem kNumberItems[] = {
-	{"channel", &IioIntPortData::voltage_channel},
-	{"hysteresis", &IioIntPortData::hysteresis},
-	{"limit_timeout", &IioIntPortData::limit_timeout},
-	{"lower_limit", &IioIntPortData::lower_limit},
-	{"upper_limit", &IioIntPortData::upper_limit},
-	{"bitshift", &IioIntPortData::bitshift},
-	{"integration_time", &IioIntPortData::integration_time},
+	{"channel", &IioIntPortData::voltage_channel, parse_unsigned},
+	{"hysteresis", &IioIntPortData::hysteresis, parse_unsigned},
+	{"limit_timeout", &IioIntPortData::limit_timeout, parse_unsigned},
+	{"lower_limit", &IioIntPortData::lower_limit, parse_signed},
+	{"upper_limit", &IioIntPortData::upper_limit, parse_signed},
+	{"bitshift", &IioIntPortData::bitshift, parse_signed},
+	{"integration_time", &IioIntPortData::integration_time, parse_signed},
 };
 
 void parse_flag(IioIntPortData *data, const std::string_view key,
@@ -69,8 +76,7 @@ void parse_device_item(IioIntPortData *data, const char *key, const char *value)
 			data->*item.field = value;
 	for (const NumberItem &item : kNumberItems)
 		if (std::strcmp(key, item.key) == 0)
-			data->*item.field =
-				static_cast<guint32>(parse_number(value));
+			data->*item.field = item.parse(value);
 	parse_flag(data, key, value);
 }
 
