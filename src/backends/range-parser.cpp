@@ -1,20 +1,10 @@
 #include "backends/range-parser.h"
 
+#include "backends/parse-number.h"
 #include "ioport/port-supervision.h"
 
 #include <cstring>
 #include <utility>
-
-namespace
-{
-
-gint32 parse_limit(const char *text)
-{
-	constexpr unsigned kDecimal = 10;
-	return static_cast<gint32>(g_ascii_strtoll(text, nullptr, kDecimal));
-}
-
-} // namespace
 
 std::optional<ParsedRange> RangeParser::parse(const char *key,
 					      const char *value)
@@ -22,9 +12,9 @@ std::optional<ParsedRange> RangeParser::parse(const char *key,
 	if (std::strcmp(key, "state") == 0)
 		pending_.state = value;
 	else if (std::strcmp(key, "lower") == 0)
-		pending_.lower = parse_limit(value);
+		pending_.lower = backend::parse_int(value, backend::kDecimal);
 	else if (std::strcmp(key, "upper") == 0) {
-		pending_.upper = parse_limit(value);
+		pending_.upper = backend::parse_int(value, backend::kDecimal);
 		return std::exchange(pending_, {});
 	}
 	return std::nullopt;

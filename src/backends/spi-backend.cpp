@@ -1,6 +1,7 @@
 #include "backends/spi-backend.h"
 
 #include "backends/backend-data.h"
+#include "backends/parse-number.h"
 #include "backends/poll.h"
 #include "backends/range-parser.h"
 #include "backends/supervised-backend.h"
@@ -206,14 +207,13 @@ bool spi_setup(IOPort *port, int state)
 /// One for all ports: the configuration has one range after the other.
 RangeParser range_parser;
 
-/// Hexadecimal; a text that is none leaves the address as it was.
+/// A text that is no number leaves the address as it was.
 void parse_address(const char *text, guint32 *address)
 {
-	constexpr unsigned kHexadecimal = 16;
 	char *end = nullptr;
-	const guint64 value = g_ascii_strtoull(text, &end, kHexadecimal);
+	g_ascii_strtoull(text, &end, backend::kHexadecimal);
 	if (end != text)
-		*address = static_cast<guint32>(value);
+		*address = backend::parse_uint(text, backend::kHexadecimal);
 }
 
 bool spi_parse_data(IOPort *port, const char *group, const char *key,
@@ -229,8 +229,7 @@ bool spi_parse_data(IOPort *port, const char *group, const char *key,
 		data->path = value;
 	else if (std::strcmp(group, "speed") == 0 &&
 		 std::strcmp(key, "value") == 0)
-		data->speed = static_cast<guint32>(
-			g_ascii_strtoull(value, nullptr, 0));
+		data->speed = backend::parse_uint(value, backend::kAnyBase);
 	else if (std::strcmp(group, "range") == 0)
 		if (const auto range = range_parser.parse(key, value))
 			add_parsed_range(port, *range);

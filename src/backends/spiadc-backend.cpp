@@ -1,6 +1,7 @@
 #include "backends/spiadc-backend.h"
 
 #include "backends/backend-data.h"
+#include "backends/parse-number.h"
 #include "backends/poll.h"
 #include "ioport/port-seam.h"
 #include "ioport/port-state.h"
@@ -99,10 +100,9 @@ bool spiadc_port_set_direction(IOPort *, bool)
 	return true;
 }
 
-/// Decimal, "0x" hexadecimal or leading-0 octal.
 gint32 parse_number(const char *text)
 {
-	return static_cast<gint32>(g_ascii_strtoll(text, nullptr, 0));
+	return backend::parse_int(text, backend::kAnyBase);
 }
 
 void parse_band_item(SpiadcPortData *data, const char *key, const char *value)

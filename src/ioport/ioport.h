@@ -7,6 +7,7 @@
 #include "ioport/io-event.h"
 #include "ioport/supervised-utils.h"
 #include "util/glib-ptr.h"
+#include "util/rate-limit.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -159,6 +160,11 @@ struct IOPort {
 	SupervisedRangeList supervised_ranges;
 	/// A leaf: no lock is taken with it held.
 	std::mutex ranges_lock;
+	/// Complains of a line that cannot be measured. The lock is a leaf.
+	struct {
+		std::mutex lock;
+		util::RateLimit limit;
+	} readout_failure;
 	/// False: the port sends no events and no change signals.
 	std::atomic<bool> enabled = true;
 	/// The backend's setup has succeeded.

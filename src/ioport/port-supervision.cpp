@@ -128,12 +128,16 @@ SupervisedState io_port_get_supervised_state(IOPort *ioport)
 	SupervisedState state = SUPERVISED_UNDEFINED;
 	guint32 level = 0;
 	util::Error error;
-	if (!io_port_get_supervised_readout(ioport, &state, &level, &error)) {
-		g_warning("Failed to read supervised state: %s.",
-			  error.message());
-		return SUPERVISED_UNDEFINED;
-	}
-	return state;
+	const bool success =
+		io_port_get_supervised_readout(ioport, &state, &level, &error);
+	const std::lock_guard lock(ioport->readout_failure.lock);
+	if (success)
+		ioport->readout_failure.limit.settle();
+	else
+		ioport->readout_failure.limit.warn(
+			"Failed to read supervised state: %s.",
+			error.message());
+	return success ? state : SUPERVISED_UNDEFINED;
 }
 
 bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,

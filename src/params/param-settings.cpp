@@ -211,10 +211,15 @@ void write_port_mode(const IOPort *port, const Key &key)
 }
 
 /// The ranges of @p text, or none with the error set. The text says of itself
-/// what type it is of: there is no hint.
+/// what type it is of: there is no hint. States need no escapes, some of which
+/// GLib fails on without an error.
 util::VariantPtr parse_ranges(const Key &key, const char *text,
 			      util::Error &error)
 {
+	if (std::strchr(text, '\\') != nullptr) {
+		set_invalid(&error, key, "has a backslash");
+		return nullptr;
+	}
 	util::VariantPtr value(
 		g_variant_parse(nullptr, text, nullptr, nullptr, &error));
 	if (!value)

@@ -84,7 +84,8 @@ def test_run_shows_changes_as_they_come_until_interrupted(demonstrate):
 
     tool("orvadctl", "supervise", "gate", "on")
     tool("simboard", "loop", "gate", "cut")
-    demonstration.wait_for("SupervisedPort port=7 state=cut tampered=true")
+    demonstration.wait_for(
+        'SupervisedPort port=7 state="cut" tampered=true')
 
     demonstration.process.send_signal(signal.SIGINT)
     assert demonstration.process.wait(60) == 0

@@ -225,7 +225,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
 	NoValues, ParamBadRangesTest,
-	testing::Values("", "[]", "garbage", "[", "[('open', uint32 1, uint32",
+	testing::Values("", "[]", R"(@a(suu) [('\\ud800', 1, 2)])", "garbage", "[", "[('open', uint32 1, uint32",
 			"[('open', uint32 1, uint32 2)",
 			"[('open', uint32 1, uint32 2)] more", "[('open",
 			"@a(suu", "@", "%@a(suu)", "@a(suu) %s", "\xff\xfe",

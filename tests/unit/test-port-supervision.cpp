@@ -394,6 +394,16 @@ TEST_F(PortSupervisionTest, ALineThatCannotBeMeasuredIsUndefined)
 				"cannot be measured."));
 }
 
+TEST_F(PortSupervisionTest, ALineThatCannotBeMeasuredDoesNotFloodTheLog)
+{
+	const LogCapture log;
+	const PortRef port = make_set_up_port(PORT_INPUT);
+	fake_backends::data(port.get())->readout_fails = true;
+	for (int round = 0; round < 1000; ++round)
+		io_port_get_supervised_state(port.get());
+	EXPECT_THAT(log.warnings(), testing::SizeIs(testing::Le(3U)));
+}
+
 TEST_F(PortSupervisionDeathTest, TheStateOfNoPort)
 {
 	EXPECT_DEATH(io_port_get_supervised_state(nullptr),

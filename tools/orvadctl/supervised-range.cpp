@@ -53,6 +53,22 @@ void begin_segment(std::vector<Range> &segments, guint64 level,
 	segments.push_back({state, start, G_MAXUINT32});
 }
 
+/// Whether a converter gives no higher level: theirs end at a power of two, and
+/// nothing is said about what is beyond.
+bool is_full_scale(const std::vector<Range> &segments, const Range &segment)
+{
+	constexpr guint32 LEAST = 0xff;
+	return segment.upper >= LEAST &&
+	       (segment.upper & (segment.upper + 1)) == 0 &&
+	       &segment == &segments[segments.size() - 2] &&
+	       segments.back().state == UNDEFINED_STATE;
+}
+
+bool ends_below(const std::vector<Range> &segments, const Range &segment)
+{
+	return segment.upper < G_MAXUINT32 && !is_full_scale(segments, segment);
+}
+
 } // namespace
 
 bool ranges_from_variant(GVariant *variant, std::vector<Range> &ranges,
@@ -117,11 +133,11 @@ std::optional<Margin> margin_of(const std::vector<Range> &ranges,
 
 	if (segment.state != readout.state)
 		return margin;
-	// There is nothing beyond the first and the last number.
+	// There is nothing beyond the ends of the scale.
 	if (segment.lower > 0)
 		margin = {readout.level - segment.lower, segment.lower};
 	const guint32 above = segment.upper - readout.level;
-	if (segment.upper < G_MAXUINT32 &&
+	if (ends_below(segments, segment) &&
 	    (!margin || above < margin->distance))
 		margin = {above, segment.upper};
 	return margin;
