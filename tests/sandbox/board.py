@@ -26,6 +26,9 @@ from waiting import DEADLINE, TimedOut, wait_until
 
 GPIO = "/sys/class/gpio"
 DEVICES = "/dev"
+IIO = "/sys/bus/iio/devices"
+CONFIG = "/sys/kernel/config"
+TRIGGERS = CONFIG + "/iio/triggers/hrtimer"
 
 Change = collections.namedtuple(
     "Change", "id time_ns number name what value actor")
@@ -44,8 +47,25 @@ Converter = collections.namedtuple(
 """A converter as "state" tells it; selected: the address of a channel."""
 
 Loop = collections.namedtuple(
-    "Loop", "name converter address state level readings line")
-"""The same for a loop; readings: how often its level was read."""
+    "Loop", "name converter address state level readings line full_scale")
+"""The same for a loop; readings: how often its level was read,
+full_scale: the level of nothing there."""
+
+Iio = collections.namedtuple(
+    "Iio", "name iio_name device trigger running length waiting scans lost "
+           "open listening note")
+"""The same for a device of the kernel's Industrial I/O; iio_name: its attribute
+"name", device: its file, length and waiting: scans, of the buffer, scans and
+lost: since power-on, listening: whether the event descriptor is open."""
+
+Channel = collections.namedtuple(
+    "Channel", "name file value scanned rising falling enabled events readings "
+               "loop")
+"""The same for a channel of such a device; enabled: None, rising, falling or
+both, events: how often a threshold was crossed."""
+
+Trigger = collections.namedtuple("Trigger", "name folder frequency users")
+"""The same for a trigger; frequency in Hz, users: how many devices run."""
 
 
 class BoardError(SandboxError):
@@ -70,13 +90,25 @@ class Board:
 
     devices = property(lambda self: self.mount / DEVICES.lstrip("/"))
 
+    iio = property(lambda self: self.mount / IIO.lstrip("/"))
+    triggers_folder = property(lambda self: self.mount / TRIGGERS.lstrip("/"))
+
     @property
     def binds(self):
         """For Sandbox(binds=...), once the board runs."""
-        return [(str(self.gpio), GPIO)] + [
-            (str(self.devices / converter.device),
-             f"{DEVICES}/{converter.device}")
-            for converter in self.converters().values()]
+        iio = self.iio_devices().values()
+        folders = [GPIO, *([IIO, CONFIG] if iio else [])]
+        devices = [f"{DEVICES}/{part.device}"
+                   for part in (*self.converters().values(), *iio)]
+        return [(str(self.mount / path.lstrip("/")), path)
+                for path in folders + devices]
+
+    @property
+    def launcher(self):
+        """For Sandbox(launcher=...), so that the daemon can have the event
+        descriptors of IIO devices; or what to put before any command."""
+        return [*sanitizers.launcher(sanitizers.built_into(self._program)),
+                str(self._program), "run", "--"]
 
     @property
     def pid(self):
@@ -201,20 +233,27 @@ class Board:
         return int(self.ask("loop", loop, state)[0])
 
     def adc(self, converter, address, level):
-        """Sets what a converter's channel reads, until its loop changes."""
+        """Sets what a channel of a converter or IIO device reads, until its
+        loop changes."""
         self.ask("adc", f"{converter}/{address}", level)
 
+    def ramp(self, device, number, start, end, steps, step_ms=0):
+        """Moves what a channel of an IIO device reads; returns at the end."""
+        self.ask("ramp", f"{device}/{number}", start, end, steps, step_ms)
+
     def fail(self, what, error, *access):
-        """Lets uses of a line's or converter's files fail; error: an errno or
-        its symbol, access: read, write or export, or transfer, ioctl or open;
-        all of them when not given."""
+        """Lets uses of a part's files fail; error: an errno or its symbol, or
+        SHORT for reads of an IIO device, access: of a line read, write or
+        export, of a converter transfer, ioctl or open, of an IIO device read,
+        event, attribute, write, ioctl, open or an attribute's path; all of
+        them when not given."""
         self.ask("fail", what, error, *access)
 
     def heal(self, what, *access):
         self.ask("fail", what, "none", *access)
 
     def unplug(self, what):
-        """Takes a chip, line or converter from its driver."""
+        """Takes a chip, line, converter or IIO device from its driver."""
         self.ask("unplug", what)
 
     def plug(self, what):
@@ -245,8 +284,33 @@ class Board:
         """name -> Loop"""
         return {row.name: row._replace(
             address=int(row.address, 16), level=int(row.level),
-            readings=int(row.readings))
+            readings=int(row.readings), full_scale=int(row.full_scale))
             for row in self._rows("loop", Loop)}
+
+    def iio_devices(self):
+        """name -> Iio"""
+        return {row.name: row._replace(
+            **{field: int(getattr(row, field)) for field in (
+                "length", "waiting", "scans", "lost")},
+            **{field: getattr(row, field) == "1" for field in (
+                "running", "open", "listening")})
+            for row in self._rows("iio", Iio)}
+
+    def channels(self):
+        """DEVICE/NUMBER -> Channel"""
+        def number(text):
+            return None if text is None else int(text)
+        return {row.name: row._replace(
+            scanned=row.scanned == "1", rising=number(row.rising),
+            falling=number(row.falling), value=int(row.value),
+            events=int(row.events), readings=int(row.readings))
+            for row in self._rows("channel", Channel)}
+
+    def triggers(self):
+        """name -> Trigger"""
+        return {row.name: row._replace(
+            frequency=float(row.frequency), users=int(row.users))
+            for row in self._rows("trigger", Trigger)}
 
     def _rows(self, kind, make, *only):
         """What "state" tells about parts of that kind."""

@@ -111,13 +111,16 @@ class Sandbox:
     binds: (path outside, path inside) pairs, writable, devices allowed; below
         /dev they are links, which dangle while the device is away.
     env: additions to the daemon's environment.
+    launcher: what to put before the commands that start the daemon and other
+        programs in the sandbox, such as the board's, which gives them event
+        descriptors.
     """
 
     def __init__(self, build, *, program="src/orvad", config=None,
                  dropins=None, orvad_conf=None, with_bus=True,
                  bus_policy=_BUS_POLICY, with_user_qel=True,
                  with_group_qel=True, conf_owner="qel", users=None, binds=(),
-                 env=None):
+                 env=None, launcher=()):
         self.build = pathlib.Path(build).resolve()
         self.program = program
         self.env = dict(env or {})
@@ -130,6 +133,7 @@ class Sandbox:
         self._with_qel = (with_user_qel, with_group_qel)
         self._conf_owner = conf_owner
         self._users = users or {}
+        self._launcher = list(launcher)
         self._binds = list(binds)
         self._runs = []
         self._bus = None
@@ -300,7 +304,7 @@ class Sandbox:
         self.daemon = Daemon(
             self._bubblewrap(env), [f"{BUILD}/{self.program}", *argv],
             f"{stem}.stdout", f"{stem}.{'stdout' if combined else 'stderr'}",
-            sanitizers.launcher(self._sanitizers))
+            [*self._launcher, *sanitizers.launcher(self._sanitizers)])
         self.daemon.check = self._check
         self._runs.append(self.daemon)
         return self.daemon
@@ -310,7 +314,7 @@ class Sandbox:
         it ends with the sandbox."""
         stem = self.log / f"{len(self._runs) + 1}"
         program = Confined(self._bubblewrap({}), argv, f"{stem}.stdout",
-                           f"{stem}.stderr")
+                           f"{stem}.stderr", self._launcher)
         self._runs.append(program)
         return program
 

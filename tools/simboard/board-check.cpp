@@ -1,6 +1,8 @@
 #include "board-check.h"
 
 #include "error.h"
+#include "history.h"
+#include "iio-types.h"
 
 #include <algorithm>
 #include <cstring>
@@ -67,7 +69,10 @@ private:
 	bool check_follows(const LineDescription &line);
 	bool is_on_chip(unsigned number) const;
 	bool check_converter(const ConverterDescription &converter);
+	bool check_iio(const IioDescription &iio);
+	bool check_channel(const IioChannelDescription &channel);
 	bool check_loop(const LoopDescription &loop);
+	bool check_converter_of(const LoopDescription &loop);
 	bool check_contact(const LoopDescription &loop,
 			   const std::string &where);
 
@@ -81,6 +86,8 @@ private:
 	std::set<std::string> devices_;
 	std::map<std::pair<std::string, unsigned>, std::string> channels_;
 	std::map<std::string, std::string> contacts_;
+	std::set<std::pair<std::string, std::string>> channel_files_;
+	std::set<std::pair<std::string, unsigned>> channel_numbers_;
 };
 
 bool Checker::check_name(const std::string &group, const std::string &name)
@@ -200,15 +207,83 @@ bool Checker::check_converter(const ConverterDescription &converter)
 	return true;
 }
 
+/// A file of a device's own that is not there anyway.
+bool is_attribute(const std::string &path)
+{
+	return g_regex_match_simple("^(events/)?[a-z][a-z0-9_]*$", path.c_str(),
+				    G_REGEX_DOLLAR_ENDONLY,
+				    GRegexMatchFlags{}) &&
+	       !g_regex_match_simple("(^name|_raw|_value|_en)$", path.c_str(),
+				     GRegexCompileFlags{}, GRegexMatchFlags{});
+}
+
+bool Checker::check_iio(const IioDescription &iio)
+{
+	std::string group = "[IIO " + iio.name + "]";
+	auto is_its = [&iio](const IioChannelDescription &channel) {
+		return channel.device == iio.name;
+	};
+
+	if (!check_name(group, iio.name))
+		return false;
+	if (iio.iio_name.empty() || one_word(iio.iio_name) != iio.iio_name)
+		return refuse(group + " Name", "is not one printable word");
+	if (std::none_of(board_.channels.begin(), board_.channels.end(),
+			 is_its))
+		return refuse(group, "has no channel");
+	for (const std::string &path : iio.attributes)
+		if (!is_attribute(path))
+			return refuse(group + " Attributes",
+				      "there can be no " + path);
+	return true;
+}
+
+bool Checker::check_channel(const IioChannelDescription &channel)
+{
+	std::string group = "[Channel " + channel.name + "]";
+	std::string file = channel.attribute + "_" + channel.extension;
+
+	const IioDescription *iio = find(board_.iio, channel.device);
+
+	if (!iio)
+		return refuse(group, "there is no IIO " + channel.device);
+	if (channel.value < iio->scan.lowest() ||
+	    channel.value > iio->scan.highest())
+		return refuse(group + " Value", "does not fit");
+	if (!channel_type(channel.attribute))
+		return refuse(group + " Name",
+			      "the kernel has no channel " + channel.attribute);
+	if (!channel.extension.empty() && !is_name(channel.extension))
+		return refuse(group + " Extension",
+			      std::string("is not of ") + NAME_CHARACTERS);
+	if (!channel_files_.emplace(channel.device, file).second)
+		return refuse(group + " Name", "is that of another channel");
+	if (!channel_numbers_.emplace(channel.device, channel.number).second)
+		return refuse(group, "is there twice");
+	return true;
+}
+
+/// Whether there is what measures the loop.
+bool Checker::check_converter_of(const LoopDescription &loop)
+{
+	std::string group = "[Loop " + loop.name + "]";
+
+	if (find(board_.converters, loop.converter))
+		return true;
+	if (!find(board_.iio, loop.converter))
+		return refuse(group + " Converter",
+			      "there is no converter " + loop.converter);
+	return channel_numbers_.contains({loop.converter, loop.address}) ||
+	       refuse(group + " Address", loop.converter + " has no channel " +
+						  std::to_string(loop.address));
+}
+
 bool Checker::check_loop(const LoopDescription &loop)
 {
 	std::string group = "[Loop " + loop.name + "]";
 
-	if (!check_name(group, loop.name))
+	if (!check_name(group, loop.name) || !check_converter_of(loop))
 		return false;
-	if (!find(board_.converters, loop.converter))
-		return refuse(group + " Converter",
-			      "there is no converter " + loop.converter);
 	auto [place, fresh] = channels_.emplace(
 		std::make_pair(loop.converter, loop.address), loop.name);
 	if (!fresh)
@@ -243,6 +318,12 @@ bool Checker::check()
 			return false;
 	for (const ConverterDescription &converter : board_.converters)
 		if (!check_converter(converter))
+			return false;
+	for (const IioDescription &iio : board_.iio)
+		if (!check_iio(iio))
+			return false;
+	for (const IioChannelDescription &channel : board_.channels)
+		if (!check_channel(channel))
 			return false;
 	for (const LoopDescription &loop : board_.loops)
 		if (!check_loop(loop))

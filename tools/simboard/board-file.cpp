@@ -3,6 +3,7 @@
 #include "adc.h"
 #include "board-check.h"
 #include "error.h"
+#include "iio-section.h"
 #include "section.h"
 #include "util/glib-ptr.h"
 
@@ -146,6 +147,8 @@ constexpr SectionKind SECTIONS[] = {
 	{"Line ", read_line_section},
 	{"Converter ", read_converter_section},
 	{"Loop ", read_loop_section},
+	{"IIO ", read_iio_section},
+	{"Channel ", read_channel_section},
 };
 
 bool read_section(GKeyFile *file, const char *path, const char *group,

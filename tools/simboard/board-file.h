@@ -4,6 +4,7 @@
 /// docs/simulated-board.md.
 
 #include "circuit.h"
+#include "iio-scan.h"
 
 #include <glib.h>
 #include <sys/types.h>
@@ -37,6 +38,29 @@ struct ConverterDescription {
 	std::string device; ///< Name of its file in /dev.
 };
 
+/// A device of the kernel's Industrial I/O.
+struct IioDescription {
+	std::string name;
+	std::string iio_name; ///< In its attribute "name".
+	ScanType scan;
+	std::string type; ///< What the type attributes show.
+	bool has_buffer = true;
+	ThresholdKind thresholds = ThresholdKind::NONE;
+	/// What a loop that is cut measures, at most MOST_FULL_SCALE.
+	unsigned full_scale = 0;
+	/// Attributes that hold a number, by their path in the device's folder.
+	std::vector<std::string> attributes;
+};
+
+struct IioChannelDescription {
+	std::string name;      ///< DEVICE/NUMBER
+	std::string device;    ///< What is before the slash.
+	unsigned number = 0;   ///< Its address, and that in its events.
+	std::string attribute; ///< As its files have it: "voltage2".
+	std::string extension; ///< After that, or empty.
+	gint64 value = 0;
+};
+
 struct LoopDescription {
 	std::string name;
 	std::string converter; ///< That measures it.
@@ -57,6 +81,8 @@ struct BoardDescription {
 	std::vector<LineDescription> lines;
 	std::vector<ConverterDescription> converters;
 	std::vector<LoopDescription> loops;
+	std::vector<IioDescription> iio;
+	std::vector<IioChannelDescription> channels;
 };
 
 /// Reads the file. False with a usage error set, which names the file and,

@@ -6,8 +6,6 @@ namespace simboard
 namespace
 {
 
-constexpr std::uint64_t FULL_SCALE = 255;
-
 /// Of the contact's resistor beside the end-of-line resistor.
 Resistance side_by_side(std::uint64_t one, std::uint64_t other)
 {
@@ -44,13 +42,15 @@ Resistance resistance_of(const Circuit &circuit, LoopState state)
 	return {};
 }
 
-unsigned level_of(const Circuit &circuit, const Resistance &loop)
+unsigned level_of(const Circuit &circuit, const Resistance &loop,
+		  unsigned full_scale)
 {
 	std::uint64_t whole =
 		loop.numerator + circuit.pull_up * loop.denominator;
 
-	return static_cast<unsigned>((2 * FULL_SCALE * loop.numerator + whole) /
-				     (2 * whole));
+	return static_cast<unsigned>(
+		(2 * std::uint64_t{full_scale} * loop.numerator + whole) /
+		(2 * whole));
 }
 
 bool seems_open(const Circuit &circuit, unsigned ohms)

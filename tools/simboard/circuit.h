@@ -33,9 +33,15 @@ Circuit usual_circuit(LoopWiring wiring);
 
 Resistance resistance_of(const Circuit &circuit, LoopState state);
 
-/// The level that an 8-bit converter reads, rounded half up.
+/// What an 8-bit converter reads of nothing there, and the most that any does.
+constexpr unsigned USUAL_FULL_SCALE = 255;
+constexpr unsigned MOST_FULL_SCALE = 65535;
+
+/// The level that a converter reads, rounded half up.
 /// @param loop of at most MOST_OHMS, or nothing, or a resistance_of() it.
-unsigned level_of(const Circuit &circuit, const Resistance &loop);
+/// @param full_scale at most MOST_FULL_SCALE.
+unsigned level_of(const Circuit &circuit, const Resistance &loop,
+		  unsigned full_scale = USUAL_FULL_SCALE);
 
 /// Whether a plain input would take the contact for open: the loop has more
 /// than half-way from its resistance when closed to that when open.

@@ -14,7 +14,22 @@ namespace
 bool is_part(Bench &bench, const std::string &text)
 {
 	return bench.board.find_line(text) || bench.loops.find(text) ||
-	       bench.converters.find(text);
+	       bench.converters.find(text) || bench.iio.find(text);
+}
+
+/// The rows of the devices, or of that one, and of the triggers.
+void write_iio_state(Iio &iio, const std::string &only, const Reply &reply)
+{
+	for (auto &[name, device] : iio.all()) {
+		if (!only.empty() && only != name)
+			continue;
+		reply.line(iio_row(device));
+		for (auto &[number, channel] : device.channels)
+			reply.line(channel_row(channel));
+	}
+	for (auto &[name, trigger] : iio.triggers().all())
+		if (only.empty())
+			reply.line(trigger_row(*trigger));
 }
 
 void run_state(Bench &bench, const Words &words, const Reply &reply)
@@ -35,6 +50,7 @@ void run_state(Bench &bench, const Words &words, const Reply &reply)
 	for (auto &[name, loop] : bench.loops.all())
 		if (words.empty() || only == name)
 			reply.line(loop_row(loop));
+	write_iio_state(bench.iio, only, reply);
 	reply.done();
 }
 
@@ -70,7 +86,7 @@ void run_follow(Bench &bench, const Words &words, const Reply &reply)
 }
 
 constexpr BoardCommand COMMANDS[] = {
-	{"state", "[LINE|LOOP|CONVERTER]",
+	{"state", "[LINE|LOOP|CONVERTER|IIO]",
 	 "the board as fields with tabs between, for scripts", 0, 1, run_state},
 	{"history", "[SINCE]", "all changes after the one of that number", 0, 1,
 	 run_history},
@@ -89,8 +105,9 @@ const std::vector<BoardCommand> &board_commands()
 {
 	static const std::vector<BoardCommand> ALL = [] {
 		std::vector<BoardCommand> all;
-		for (auto group : {line_commands(), loop_commands(),
-				   part_commands(), own_commands()})
+		for (auto group :
+		     {line_commands(), loop_commands(), channel_commands(),
+		      part_commands(), own_commands()})
 			all.insert(all.end(), group.begin(), group.end());
 		return all;
 	}();

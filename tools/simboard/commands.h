@@ -5,6 +5,7 @@
 
 #include "hand.h"
 #include "loops.h"
+#include "ramps.h"
 #include "reply.h"
 
 #include <span>
@@ -17,8 +18,10 @@ namespace simboard
 struct Bench {
 	Board &board;
 	Converters &converters;
+	Iio &iio;
 	Loops &loops;
 	Hand &hand;
+	Ramps &ramps;
 	/// Has the client told of every change from now on.
 	std::function<void(const Reply &reply)> follow;
 };

@@ -39,6 +39,8 @@ FuseLayer::FuseLayer(std::shared_ptr<Folder> root) : root_(std::move(root))
 FuseLayer::~FuseLayer()
 {
 	source_.reset();
+	// Whoever waits is answered as long as there is a session.
+	handles_.clear();
 	if (mounted_)
 		fuse_session_unmount(session_.get());
 }

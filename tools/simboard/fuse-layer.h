@@ -5,6 +5,7 @@
 /// process may touch a file below the mount point, it would wait for itself.
 
 #include "node.h"
+#include "parked-reads.h"
 #include "util/glib-ptr.h"
 #include "util/scoped-source.h"
 
@@ -23,6 +24,7 @@ public:
 	/// folder as it was when it was opened.
 	struct Handle {
 		std::unique_ptr<OpenFile> file;
+		ParkedReads reads; ///< Of the file, that wait.
 		std::vector<std::pair<std::string, NodePtr>> entries;
 	};
 

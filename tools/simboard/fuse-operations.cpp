@@ -1,6 +1,7 @@
 #include "fuse-operations.h"
 
 #include "fuse-ioctl.h"
+#include "fuse-read.h"
 #include "fuse-request.h"
 
 #include <cerrno>
@@ -36,23 +37,29 @@ struct stat status_of(fuse_req_t request, const NodePtr &node)
 	return status;
 }
 
-void on_lookup(fuse_req_t request, fuse_ino_t parent, const char *name) noexcept
+/// Tells the kernel of a node that is there.
+void answer_entry(fuse_req_t request, const NodePtr &node)
 {
-	auto folder = find_folder(request, parent);
-	NodePtr node = folder ? folder->find(name) : nullptr;
+	FuseLayer &layer = layer_of(request);
 	fuse_entry_param entry = {};
 
-	if (!node) {
-		fuse_reply_err(request, ENOENT);
-		return;
-	}
-	FuseLayer &layer = layer_of(request);
 	entry.ino = layer.node_id(node);
 	entry.attr = status_of(request, node);
 	entry.attr_timeout = entry.entry_timeout = NO_TIME;
 	layer.remember(node);
 	if (fuse_reply_entry(request, &entry) != 0)
 		layer.forget(entry.ino, 1);
+}
+
+void on_lookup(fuse_req_t request, fuse_ino_t parent, const char *name) noexcept
+{
+	auto folder = find_folder(request, parent);
+	NodePtr node = folder ? folder->find(name) : nullptr;
+
+	if (node)
+		answer_entry(request, node);
+	else
+		fuse_reply_err(request, ENOENT);
 }
 
 void on_forget(fuse_req_t request, fuse_ino_t id, uint64_t count) noexcept
@@ -112,6 +119,7 @@ void on_open(fuse_req_t request, fuse_ino_t id, fuse_file_info *info) noexcept
 	info->nonseekable = !handle.file->seekable();
 	info->direct_io = 1;
 	info->fh = layer.add_handle(std::move(handle));
+	park_reads(layer, info->fh);
 	// The caller may have been killed meanwhile; nobody will close then.
 	if (fuse_reply_open(request, info) != 0)
 		layer.drop_handle(info->fh);
@@ -121,19 +129,6 @@ void on_release(fuse_req_t request, fuse_ino_t, fuse_file_info *info) noexcept
 {
 	layer_of(request).drop_handle(info->fh);
 	fuse_reply_err(request, 0);
-}
-
-void on_read(fuse_req_t request, fuse_ino_t, size_t size, off_t offset,
-	     fuse_file_info *info) noexcept
-{
-	OpenFile *file = find_file(request, info);
-	std::string data;
-	int error = file ? file->read(size, offset, data) : EBADF;
-
-	if (error != 0)
-		fuse_reply_err(request, error);
-	else
-		fuse_reply_buf(request, data.data(), data.size());
 }
 
 void on_write(fuse_req_t request, fuse_ino_t, const char *data, size_t size,
@@ -206,8 +201,31 @@ void on_readdir(fuse_req_t request, fuse_ino_t, size_t size, off_t offset,
 	fuse_reply_buf(request, data.data(), used);
 }
 
-// Nobody adds, removes or renames: EPERM, and EACCES for a new file, as the
-// kernel's VFS and kernfs answer.
+void on_mkdir(fuse_req_t request, fuse_ino_t parent, const char *name,
+	      mode_t) noexcept
+{
+	auto folder = find_folder(request, parent);
+	int error =
+		folder ? folder->make_child(name, process_of(request)) : ENOENT;
+	NodePtr node = error == 0 ? folder->find(name) : nullptr;
+
+	if (node)
+		answer_entry(request, node);
+	else
+		fuse_reply_err(request, error);
+}
+
+void on_rmdir(fuse_req_t request, fuse_ino_t parent, const char *name) noexcept
+{
+	auto folder = find_folder(request, parent);
+
+	fuse_reply_err(request,
+		       folder ? folder->remove_child(name, process_of(request))
+			      : ENOENT);
+}
+
+// Nobody adds, removes or renames anything else: EPERM, and EACCES for a new
+// file, as the kernel's VFS and kernfs answer.
 
 void on_create(fuse_req_t request, fuse_ino_t, const char *, mode_t,
 	       fuse_file_info *) noexcept
@@ -217,11 +235,6 @@ void on_create(fuse_req_t request, fuse_ino_t, const char *, mode_t,
 
 void on_mknod(fuse_req_t request, fuse_ino_t, const char *, mode_t,
 	      dev_t) noexcept
-{
-	fuse_reply_err(request, EPERM);
-}
-
-void on_mkdir(fuse_req_t request, fuse_ino_t, const char *, mode_t) noexcept
 {
 	fuse_reply_err(request, EPERM);
 }
@@ -258,7 +271,7 @@ const fuse_lowlevel_ops FUSE_OPERATIONS = {
 	.mknod = on_mknod,
 	.mkdir = on_mkdir,
 	.unlink = on_unlink,
-	.rmdir = on_unlink,
+	.rmdir = on_rmdir,
 	.symlink = on_symlink,
 	.rename = on_rename,
 	.link = on_link,

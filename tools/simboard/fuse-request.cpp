@@ -1,7 +1,6 @@
 #include "fuse-request.h"
 
-#include <cstdlib>
-#include <cstring>
+#include "thread-owner.h"
 
 namespace simboard
 {
@@ -20,15 +19,7 @@ OpenFile *find_file(fuse_req_t request, const fuse_file_info *info)
 
 pid_t process_of(fuse_req_t request)
 {
-	pid_t thread = fuse_req_ctx(request)->pid;
-	std::string path = "/proc/" + std::to_string(thread) + "/status";
-	char *contents = nullptr;
-
-	if (!g_file_get_contents(path.c_str(), &contents, nullptr, nullptr))
-		return thread;
-	util::CharPtr owner(contents);
-	const char *field = strstr(contents, "\nTgid:");
-	return field ? atoi(field + strlen("\nTgid:")) : thread;
+	return thread_owner(fuse_req_ctx(request)->pid);
 }
 
 } // namespace simboard

@@ -1,5 +1,7 @@
 #include "history.h"
 
+#include "util/glib-ptr.h"
+
 #include <algorithm>
 #include <ctime>
 
@@ -46,6 +48,8 @@ const char *what_word(What what)
 		return "setting";
 	case What::LOOP:
 		return "loop";
+	case What::EVENT:
+		return "event";
 	}
 	return "?";
 }
@@ -66,6 +70,15 @@ std::string change_text(const Change &change)
 	       (change.name.empty() ? "-" : change.name) + " " +
 	       what_word(change.what) + " " + change.value + " " +
 	       actor_text(change.actor);
+}
+
+std::string one_word(const std::string &name)
+{
+	util::CharPtr escaped(g_strescape(name.c_str(), nullptr));
+	std::string word = escaped.get();
+
+	std::replace(word.begin(), word.end(), ' ', '_');
+	return word;
 }
 
 void History::record(std::optional<unsigned> number, const std::string &name,

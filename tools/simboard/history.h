@@ -27,10 +27,11 @@ enum class What {
 	EXPORTED,   ///< The line got that folder.
 	UNEXPORTED, ///< The line lost that folder.
 	FAULT,      ///< An access fails from now on, or no more: "read:EIO".
-	PLUGGED,    ///< A line, chip or converter is there again.
-	UNPLUGGED,  ///< A line, chip or converter has gone.
+	PLUGGED,    ///< A line, chip, converter or trigger is there (again).
+	UNPLUGGED,  ///< It has gone.
 	SETTING,    ///< Of a converter: "bits:16", "speed:500000", "mode:3".
-	LOOP        ///< A loop's state: a word, ohms, or "raw".
+	LOOP,       ///< A loop's state: a word, ohms, or "raw".
+	EVENT       ///< A channel has crossed a threshold: "2:rising".
 };
 
 struct Change {
@@ -47,6 +48,9 @@ struct Change {
 /// ("-" for none), what, value, and "board" or "daemon(PID)", a blank between
 /// each.
 std::string change_text(const Change &change);
+
+/// A name from a user of the files, made one printable word.
+std::string one_word(const std::string &name);
 
 class History
 {

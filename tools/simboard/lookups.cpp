@@ -59,6 +59,16 @@ Converter *find_converter(Bench &bench, const std::string &text,
 	return converter;
 }
 
+IioChannel *find_channel(Bench &bench, const std::string &text,
+			 const Reply &reply)
+{
+	IioChannel *channel = bench.iio.find_channel(text);
+
+	if (!channel)
+		reply.fail("there is no channel %s", printable(text).c_str());
+	return channel;
+}
+
 Loop *find_loop(Bench &bench, const std::string &text, const Reply &reply)
 {
 	Loop *loop = bench.loops.find(text);
@@ -80,6 +90,19 @@ bool parse_count(const std::string &text, unsigned least, unsigned most,
 	}
 	count = static_cast<unsigned>(number);
 	return true;
+}
+
+bool parse_value(const std::string &text, const IioChannel &channel,
+		 gint64 &value, const Reply &reply)
+{
+	const ScanType &type = channel.device->description.scan;
+
+	if (parse_signed(text, type.lowest(), type.highest(), value))
+		return true;
+	reply.fail("%s is not a number from %" G_GINT64_FORMAT
+		   " to %" G_GINT64_FORMAT,
+		   printable(text).c_str(), type.lowest(), type.highest());
+	return false;
 }
 
 } // namespace simboard

@@ -31,8 +31,21 @@ void run_loop(Bench &bench, const Words &words, const Reply &reply)
 	reply.done();
 }
 
+void set_channel(Bench &bench, const Words &words, const Reply &reply)
+{
+	IioChannel *channel = find_channel(bench, words[0], reply);
+	gint64 value = 0;
+
+	if (!channel || !parse_value(words[1], *channel, value, reply))
+		return;
+	bench.loops.set_raw(*channel, value);
+	reply.done();
+}
+
 void run_adc(Bench &bench, const Words &words, const Reply &reply)
 {
+	if (bench.iio.find(words[0].substr(0, words[0].find('/'))))
+		return set_channel(bench, words, reply);
 	std::size_t slash = std::min(words[0].find('/'), words[0].size());
 	std::string address = words[0].substr(slash);
 	unsigned channel = 0, level = 0;
@@ -54,7 +67,7 @@ constexpr BoardCommand COMMANDS[] = {
 	{"loop", "LOOP open|closed|short|cut|OHMS",
 	 "do that to an alarm loop; prints the level of its channel", 2, 2,
 	 run_loop},
-	{"adc", "CONVERTER/ADDRESS LEVEL",
+	{"adc", "CONVERTER/ADDRESS LEVEL | IIO/NUMBER VALUE",
 	 "set what a channel reads, until its loop changes", 2, 2, run_adc},
 };
 

@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "error.h"
+#include "launcher.h"
 #include "protocol.h"
 #include "serve.h"
 #include "show.h"
@@ -56,6 +57,19 @@ bool run_serve(const Options &options, GError **error)
 	return serve(options.words[1], options.words[2], socket, error);
 }
 
+/// "--" ends our own options, so that the program's are left alone.
+bool run_run(const Options &options, GError **error)
+{
+	Words command(options.words.begin() + 1, options.words.end());
+
+	if (command[0] == "--")
+		command.erase(command.begin());
+	if (!command.empty())
+		return launch(command, error);
+	set_usage_error(error, "name a program: simboard run -- PROGRAM");
+	return false;
+}
+
 bool run_show(const Options &options, GError **error)
 {
 	return show_board(socket_path(options),
@@ -81,6 +95,9 @@ constexpr Command OWN_COMMANDS[] = {
 	{"serve", "BOARD MOUNTPOINT",
 	 "show the board of that file, until it is interrupted", 2, 2,
 	 run_serve},
+	{"run", "-- PROGRAM [ARGUMENT...]",
+	 "run a program that can have event descriptors of IIO devices", 1,
+	 G_MAXSIZE, run_run},
 	{"show", "[--once]", "draw the board, again after each change", 0, 0,
 	 run_show},
 	{"history", "[--follow] [SINCE]",

@@ -37,6 +37,16 @@ void Folder::drop(const std::string &name)
 		child.mapped()->remove();
 }
 
+int Folder::make_child(const std::string &, pid_t)
+{
+	return EPERM;
+}
+
+int Folder::remove_child(const std::string &, pid_t)
+{
+	return EPERM;
+}
+
 void Folder::remove()
 {
 	Node::remove();
@@ -72,6 +82,8 @@ void OpenFile::ready()
 	// Whoever is woken asks again, and says then where to find it.
 	if (auto wake = std::exchange(wake_, nullptr))
 		wake();
+	if (wake_readers_)
+		wake_readers_();
 }
 
 } // namespace simboard

@@ -3,7 +3,8 @@
 /// The tree of files that a board shows, free of how it is mounted. Folders
 /// hold nodes; a file makes an OpenFile for each open(), which answers reads,
 /// writes, poll and ioctl. Everything happens in the main loop's thread and is
-/// answered at once, but for ioctl; errors are errno numbers, 0 is success.
+/// answered at once, but for ioctl and a read that has to wait; errors are
+/// errno numbers, 0 is success.
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -86,6 +87,10 @@ public:
 	}
 	/// Takes the node, with all below it, out of the tree.
 	void drop(const std::string &name);
+	/// What a user does: makes a folder under a name that is free, or
+	/// removes one. EPERM unless a kind of folder allows it.
+	virtual int make_child(const std::string &name, pid_t process);
+	virtual int remove_child(const std::string &name, pid_t process);
 	void remove() override;
 
 private:
@@ -117,7 +122,12 @@ class OpenFile
 public:
 	virtual ~OpenFile() = default;
 
+	/// read() has nothing: the caller waits for ready() and asks again, or
+	/// goes away with EAGAIN.
+	static constexpr int NOTHING_YET = -1;
+
 	/// Gives at most size bytes; none is the end of the file.
+	/// @return 0, an errno, or NOTHING_YET.
 	virtual int read(std::size_t size, off_t offset, std::string &data) = 0;
 	/// Takes all of data or none.
 	virtual int write(std::string_view data, pid_t process) = 0;
@@ -138,12 +148,20 @@ public:
 		wake_ = std::move(wake);
 	}
 
+	/// Has wake called every time when read() has become worth another
+	/// look.
+	void when_readable(std::function<void()> wake)
+	{
+		wake_readers_ = std::move(wake);
+	}
+
 protected:
-	/// To be called when the answer of poll() has changed.
+	/// To be called when the answer of poll() or read() has changed.
 	void ready();
 
 private:
 	std::function<void()> wake_;
+	std::function<void()> wake_readers_;
 };
 
 class File : public Node

@@ -26,6 +26,13 @@ bool parse_unsigned(const std::string &text, guint64 least, guint64 most,
 					  least, most, &number, error);
 }
 
+bool parse_signed(const std::string &text, gint64 least, gint64 most,
+		  gint64 &number, GError **error)
+{
+	return g_ascii_string_to_signed(text.c_str(), DECIMAL, least, most,
+					&number, error);
+}
+
 std::string address_text(unsigned address)
 {
 	util::CharPtr text(g_strdup_printf("0x%02x", address));

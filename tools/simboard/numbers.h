@@ -14,6 +14,10 @@ namespace simboard
 bool parse_unsigned(const std::string &text, guint64 least, guint64 most,
 		    guint64 &number, GError **error = nullptr);
 
+/// Reads a decimal number, which may be below 0.
+bool parse_signed(const std::string &text, gint64 least, gint64 most,
+		  gint64 &number, GError **error = nullptr);
+
 /// An address on a bus as it is shown: 0x and two digits.
 std::string address_text(unsigned address);
 

@@ -3,6 +3,8 @@
 #include "error.h"
 #include "lookups.h"
 
+#include <functional>
+
 namespace simboard
 {
 
@@ -59,17 +61,48 @@ void fail_converter(Bench &bench, Converter &converter, int number,
 		reply.done();
 }
 
+bool can_be_short(IioAccess access)
+{
+	return access == IioAccess::READ || access == IioAccess::EVENT;
+}
+
+void fail_iio(Bench &bench, IioDevice &device, int number, const Words &words,
+	      const Reply &reply)
+{
+	if (words.size() > 2 && number != SHORT_READ &&
+	    device.file_faults.contains(words[2])) {
+		bench.iio.set_file_fault(device, words[2], number);
+		return reply.done();
+	}
+	auto accesses =
+		find_accesses(words, iio_access_from_word, IIO_ACCESS_COUNT,
+			      iio_access_words() + ", or an attribute", reply);
+	if (accesses.empty())
+		return;
+	if (number == SHORT_READ)
+		std::erase_if(accesses, std::not_fn(can_be_short));
+	if (accesses.empty())
+		return reply.fail("only read and event can be short");
+	for (IioAccess access : accesses)
+		bench.iio.set_fault(device, access, number);
+	reply.done();
+}
+
 void run_fail(Bench &bench, const Words &words, const Reply &reply)
 {
 	Converter *converter = bench.converters.find(words[0]);
 	Line *line = bench.board.find_line(words[0]);
-	int number = errno_from_text(words[1].c_str());
+	IioDevice *iio = bench.iio.find(words[0]);
+	bool is_short = iio && words[1] == SHORT_WORD;
+	int number = is_short ? SHORT_READ : errno_from_text(words[1].c_str());
 
-	if (!converter && !line)
+	if (!converter && !line && !iio)
 		reply.fail("there is no line and no converter %s",
 			   printable(words[0]).c_str());
 	else if (number == 0 && words[1] != "none")
 		reply.fail("%s is no error", printable(words[1]).c_str());
+	else if (iio)
+		fail_iio(bench, *iio, number, words, reply);
 	else if (converter)
 		fail_converter(bench, *converter, number, words, reply);
 	else
@@ -81,12 +114,15 @@ void set_plugged(Bench &bench, const std::string &text, bool plugged,
 {
 	Chip *chip = bench.board.find_chip(text);
 	Converter *converter = bench.converters.find(text);
+	IioDevice *iio = bench.iio.find(text);
 	Line *line = bench.board.find_line(text);
 
 	if (chip)
 		bench.board.set_plugged(*chip, plugged);
 	else if (converter)
 		bench.converters.set_plugged(*converter, plugged);
+	else if (iio)
+		bench.iio.set_plugged(*iio, plugged);
 	else if (line)
 		bench.board.set_plugged(*line, plugged);
 	else
@@ -108,11 +144,12 @@ void run_plug(Bench &bench, const Words &words, const Reply &reply)
 constexpr BoardCommand COMMANDS[] = {
 	{"fail",
 	 "LINE ERRNO|none [read|write|export] | "
-	 "CONVERTER ERRNO|none [transfer|ioctl|open]",
+	 "CONVERTER ERRNO|none [transfer|ioctl|open] | IIO ERRNO|SHORT|none "
+	 "[read|event|attribute|write|ioctl|open|ATTRIBUTE]",
 	 "make the use of its files fail, or work again", 2, 3, run_fail},
-	{"unplug", "CHIP|LINE|CONVERTER", "take it from its driver", 1, 1,
+	{"unplug", "CHIP|LINE|CONVERTER|IIO", "take it from its driver", 1, 1,
 	 run_unplug},
-	{"plug", "CHIP|LINE|CONVERTER", "give it back", 1, 1, run_plug},
+	{"plug", "CHIP|LINE|CONVERTER|IIO", "give it back", 1, 1, run_plug},
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "picture.h"
 
+#include "numbers.h"
 #include "state.h"
 #include "util/glib-ptr.h"
 
@@ -25,8 +26,8 @@ using Fields = std::vector<std::string>;
 struct Column {
 	const char *title;
 	std::size_t field;
-	/// How to show the field's text; null: as it is.
-	std::string (*show)(const std::string &text);
+	/// How to show the field's text, of a row; null: as it is.
+	std::string (*show)(const std::string &text, const Fields &row);
 };
 
 /// The rows of one kind.
@@ -37,26 +38,26 @@ struct Table {
 	const char *(*style_of)(const Fields &fields);
 };
 
-std::string show_edge(const std::string &text)
+std::string show_edge(const std::string &text, const Fields &)
 {
 	return text == "none" ? "" : text;
 }
 
-std::string show_flag(const std::string &text)
+std::string show_flag(const std::string &text, const Fields &)
 {
 	return text == "0" ? "" : text;
 }
 
 /// A level as a number and a bar.
-std::string show_level(const std::string &text)
+std::string show_level(const std::string &text, const Fields &row)
 {
-	guint64 level = 0;
+	guint64 level = 0, most = 0;
 
-	if (!g_ascii_string_to_unsigned(text.c_str(), 10, 0, Adc::HIGHEST_LEVEL,
-					&level, nullptr))
+	if (!parse_unsigned(row[LOOP_FULL_SCALE], 1, MOST_FULL_SCALE, most) ||
+	    !parse_unsigned(text, 0, most, level))
 		return text;
 	std::string bar(BAR_LENGTH, '.');
-	std::fill_n(bar.begin(), level * BAR_LENGTH / Adc::HIGHEST_LEVEL, '#');
+	std::fill_n(bar.begin(), level * BAR_LENGTH / most, '#');
 	util::CharPtr shown(g_strdup_printf(
 		"%3u [%s]", static_cast<unsigned>(level), bar.c_str()));
 	return shown.get();
@@ -95,6 +96,38 @@ constexpr Column LOOP_COLUMNS[] = {
 	{"LINE", LOOP_LINE, nullptr},
 };
 
+constexpr Column IIO_COLUMNS[] = {
+	{"IIO", IIO_NAME, nullptr},
+	{"NAME", IIO_NAME_ATTRIBUTE, nullptr},
+	{"DEVICE", IIO_DEVICE, nullptr},
+	{"TRIGGER", IIO_TRIGGER, nullptr},
+	{"BUFFER", IIO_RUNNING, show_flag},
+	{"SCANS", IIO_SCANS, show_flag},
+	{"LOST", IIO_LOST, show_flag},
+	{"OPEN", IIO_OPEN, show_flag},
+	{"EVENTS", IIO_LISTENING, show_flag},
+	{"NOTE", IIO_NOTE, nullptr},
+};
+
+constexpr Column CHANNEL_COLUMNS[] = {
+	{"CHANNEL", CHANNEL_NAME, nullptr},
+	{"FILE", CHANNEL_FILE, nullptr},
+	{"VALUE", CHANNEL_VALUE, nullptr},
+	{"SCANNED", CHANNEL_SCANNED, show_flag},
+	{"FALLING", CHANNEL_FALLING, nullptr},
+	{"RISING", CHANNEL_RISING, nullptr},
+	{"ENABLED", CHANNEL_ENABLED, nullptr},
+	{"CROSSED", CHANNEL_EVENTS, show_flag},
+	{"LOOP", CHANNEL_LOOP, nullptr},
+};
+
+constexpr Column TRIGGER_COLUMNS[] = {
+	{"TRIGGER", TRIGGER_NAME, nullptr},
+	{"FOLDER", TRIGGER_FOLDER, nullptr},
+	{"HZ", TRIGGER_FREQUENCY, nullptr},
+	{"USERS", TRIGGER_USERS, show_flag},
+};
+
 const char *line_style(const Fields &fields)
 {
 	return fields[FIELD_LEVEL] == "high" ? GREEN : FAINT;
@@ -114,10 +147,33 @@ const char *loop_style(const Fields &fields)
 	return state == LoopState::OPEN ? GREEN : RED;
 }
 
+/// Whether somebody gets something of it.
+const char *iio_style(const Fields &fields)
+{
+	return fields[IIO_RUNNING] != "0" || fields[IIO_LISTENING] != "0"
+		       ? GREEN
+		       : FAINT;
+}
+
+const char *channel_style(const Fields &fields)
+{
+	return fields[CHANNEL_SCANNED] != "0" || fields[CHANNEL_ENABLED] != "-"
+		       ? GREEN
+		       : FAINT;
+}
+
+const char *trigger_style(const Fields &fields)
+{
+	return fields[TRIGGER_USERS] != "0" ? GREEN : FAINT;
+}
+
 constexpr Table TABLES[] = {
 	{"line", LINE_FIELDS, LINE_COLUMNS, line_style},
 	{"converter", CONVERTER_FIELDS, CONVERTER_COLUMNS, converter_style},
 	{"loop", LOOP_FIELDS, LOOP_COLUMNS, loop_style},
+	{"iio", IIO_FIELDS, IIO_COLUMNS, iio_style},
+	{"channel", CHANNEL_FIELDS, CHANNEL_COLUMNS, channel_style},
+	{"trigger", TRIGGER_FIELDS, TRIGGER_COLUMNS, trigger_style},
 };
 
 Fields split(const std::string &row)
@@ -143,7 +199,7 @@ Fields cells_of(const Table &table, const Fields &fields)
 	for (const Column &column : table.columns) {
 		const std::string &text = fields[column.field];
 		cells.push_back(text == "-"   ? ""
-				: column.show ? column.show(text)
+				: column.show ? column.show(text, fields)
 					      : text);
 	}
 	return cells;

@@ -66,4 +66,13 @@ unsigned Section::number(const char *key, guint64 least, guint64 most,
 	return static_cast<unsigned>(number);
 }
 
+bool Section::flag(const char *key, bool fallback)
+{
+	std::string value = text(key, fallback ? "true" : "false");
+
+	if (value != "true" && value != "false")
+		refuse(key, "\"" + value + "\" is not true or false");
+	return value == "true";
+}
+
 } // namespace simboard

@@ -43,6 +43,8 @@ public:
 	/// Without a fallback the key must be there.
 	unsigned number(const char *key, guint64 least, guint64 most,
 			std::optional<unsigned> fallback = std::nullopt);
+	/// "true" or "false".
+	bool flag(const char *key, bool fallback);
 	/// One of the words that from_word knows.
 	template <typename T>
 	T choice(const char *key, T fallback,

@@ -42,6 +42,41 @@ std::string field(const std::string &text)
 	return "\t" + (text.empty() ? "-" : text);
 }
 
+const char *flag_text(bool flag)
+{
+	return flag ? "1" : "0";
+}
+
+std::string notes_of(const IioDevice &device)
+{
+	std::string notes = notes_of(device.plugged, device.faults);
+
+	for (auto &[path, number] : device.file_faults)
+		if (number != 0)
+			add_note(notes, path + ":" + fault_word(number));
+	return notes;
+}
+
+const char *enabled_text(const Thresholds &thresholds)
+{
+	bool rising = thresholds.enabled(Crossing::RISING);
+	bool falling = thresholds.enabled(Crossing::FALLING);
+
+	if (rising)
+		return falling ? "both" : "rising";
+	return falling ? "falling" : "";
+}
+
+/// Both thresholds, and which are enabled.
+std::string threshold_fields(const Thresholds &thresholds)
+{
+	if (thresholds.kind() == ThresholdKind::NONE)
+		return field("") + field("") + field("");
+	return field(std::to_string(thresholds.value(Crossing::RISING))) +
+	       field(std::to_string(thresholds.value(Crossing::FALLING))) +
+	       field(enabled_text(thresholds));
+}
+
 } // namespace
 
 std::string board_row(const std::string &name)
@@ -74,12 +109,45 @@ std::string converter_row(const Converter &converter)
 
 std::string loop_row(const Loop &loop)
 {
-	return "loop" + field(loop.name) + field(loop.converter->name) +
+	return "loop" + field(loop.name) + field(loop.converter_name()) +
 	       field(address_text(loop.address)) + field(loop.state) +
 	       field(std::to_string(loop.level())) +
-	       field(std::to_string(
-		       loop.converter->adc.readings(loop.address))) +
-	       field(loop.line ? loop.line->title() : "");
+	       field(std::to_string(loop.readings())) +
+	       field(loop.line ? loop.line->title() : "") +
+	       field(std::to_string(loop.full_scale()));
+}
+
+std::string iio_row(const IioDevice &device)
+{
+	return "iio" + field(device.description.name) +
+	       field(device.description.iio_name) + field(device.file()) +
+	       field(device.trigger ? one_word(device.trigger->name) : "") +
+	       field(flag_text(device.running)) +
+	       field(std::to_string(device.length)) +
+	       field(std::to_string(device.buffer.count())) +
+	       field(std::to_string(device.scans)) +
+	       field(std::to_string(device.lost)) +
+	       field(flag_text(device.open)) +
+	       field(flag_text(device.listening)) + field(notes_of(device));
+}
+
+std::string channel_row(const IioChannel &channel)
+{
+	return "channel" + field(channel.title()) +
+	       field(channel.stem.substr(0, channel.stem.size() - 1)) +
+	       field(std::to_string(channel.value)) +
+	       field(flag_text(channel.scanned)) +
+	       threshold_fields(channel.thresholds) +
+	       field(std::to_string(channel.events)) +
+	       field(std::to_string(channel.readings)) + field(channel.loop);
+}
+
+std::string trigger_row(const IioTrigger &trigger)
+{
+	return "trigger" + field(one_word(trigger.name)) +
+	       field("trigger" + std::to_string(trigger.number)) +
+	       field(micro_text(trigger.frequency())) +
+	       field(std::to_string(trigger.users()));
 }
 
 bool is_of_interest(const Line &line)

@@ -54,13 +54,61 @@ enum LoopField : std::size_t {
 	LOOP_LEVEL,
 	LOOP_READINGS, ///< How often its level was read since power-on.
 	LOOP_LINE,
+	LOOP_FULL_SCALE, ///< The level of nothing there.
 	LOOP_FIELDS
+};
+
+/// The same of a device of the kernel's Industrial I/O.
+enum IioField : std::size_t {
+	IIO_KIND, ///< "iio"
+	IIO_NAME,
+	IIO_NAME_ATTRIBUTE,
+	IIO_DEVICE,    ///< "iio:device0"
+	IIO_TRIGGER,   ///< Name of the one that it uses.
+	IIO_RUNNING,   ///< 0 or 1: the buffer is enabled.
+	IIO_LENGTH,    ///< Of the buffer, in scans.
+	IIO_WAITING,   ///< Scans in the buffer.
+	IIO_SCANS,     ///< Since power-on.
+	IIO_LOST,      ///< Of those, for want of room.
+	IIO_OPEN,      ///< 0 or 1
+	IIO_LISTENING, ///< 0 or 1: the event descriptor is open.
+	IIO_NOTE,      ///< Faults, unplugged.
+	IIO_FIELDS
+};
+
+/// The same of a channel of such a device.
+enum ChannelField : std::size_t {
+	CHANNEL_KIND, ///< "channel"
+	CHANNEL_NAME, ///< DEVICE/NUMBER
+	CHANNEL_FILE, ///< "in_voltage2"
+	CHANNEL_VALUE,
+	CHANNEL_SCANNED, ///< 0 or 1
+	CHANNEL_RISING,  ///< The threshold; nothing without thresholds.
+	CHANNEL_FALLING,
+	CHANNEL_ENABLED, ///< The events: rising, falling or both.
+	CHANNEL_EVENTS,  ///< How often a threshold was crossed.
+	CHANNEL_READINGS,
+	CHANNEL_LOOP,
+	CHANNEL_FIELDS
+};
+
+/// The same of a trigger.
+enum TriggerField : std::size_t {
+	TRIGGER_KIND, ///< "trigger"
+	TRIGGER_NAME,
+	TRIGGER_FOLDER,
+	TRIGGER_FREQUENCY, ///< In Hz.
+	TRIGGER_USERS,     ///< Devices whose buffer it fills.
+	TRIGGER_FIELDS
 };
 
 std::string board_row(const std::string &name);
 std::string line_row(const Line &line);
 std::string converter_row(const Converter &converter);
 std::string loop_row(const Loop &loop);
+std::string iio_row(const IioDevice &device);
+std::string channel_row(const IioChannel &channel);
+std::string trigger_row(const IioTrigger &trigger);
 
 /// Whether there is more to a line than that it exists.
 bool is_of_interest(const Line &line);

@@ -18,6 +18,11 @@ constexpr const char *ACCESSES[] = {"read", "write", "export"};
 static_assert(std::size(ACCESSES) == ACCESS_COUNT);
 constexpr const char *SPI_ACCESSES[] = {"transfer", "ioctl", "open"};
 static_assert(std::size(SPI_ACCESSES) == SPI_ACCESS_COUNT);
+constexpr const char *IIO_ACCESSES[] = {"read",  "event", "attribute",
+					"write", "ioctl", "open"};
+static_assert(std::size(IIO_ACCESSES) == IIO_ACCESS_COUNT);
+constexpr const char *THRESHOLD_KINDS[] = {"none", "both", "either", "one"};
+constexpr const char *ENDIANNESSES[] = {"le", "be"};
 constexpr const char *LOOP_WIRINGS[] = {"normally closed", "normally open"};
 constexpr const char *LOOP_STATES[] = {"open", "closed", "short", "cut"};
 
@@ -80,6 +85,16 @@ const char *word(SpiAccess access)
 	return find_word(SPI_ACCESSES, access);
 }
 
+const char *word(IioAccess access)
+{
+	return find_word(IIO_ACCESSES, access);
+}
+
+const char *word(ThresholdKind kind)
+{
+	return find_word(THRESHOLD_KINDS, kind);
+}
+
 const char *word(LoopWiring wiring)
 {
 	return find_word(LOOP_WIRINGS, wiring);
@@ -120,6 +135,21 @@ std::optional<SpiAccess> spi_access_from_word(std::string_view text)
 	return find_value<SpiAccess>(SPI_ACCESSES, text);
 }
 
+std::optional<IioAccess> iio_access_from_word(std::string_view text)
+{
+	return find_value<IioAccess>(IIO_ACCESSES, text);
+}
+
+std::optional<ThresholdKind> threshold_kind_from_word(std::string_view text)
+{
+	return find_value<ThresholdKind>(THRESHOLD_KINDS, text);
+}
+
+std::optional<Endianness> endianness_from_word(std::string_view text)
+{
+	return find_value<Endianness>(ENDIANNESSES, text);
+}
+
 std::optional<LoopWiring> loop_wiring_from_word(std::string_view text)
 {
 	return find_value<LoopWiring>(LOOP_WIRINGS, text);
@@ -153,6 +183,21 @@ std::string access_words()
 std::string spi_access_words()
 {
 	return list_words(SPI_ACCESSES);
+}
+
+std::string iio_access_words()
+{
+	return list_words(IIO_ACCESSES);
+}
+
+std::string threshold_kind_words()
+{
+	return list_words(THRESHOLD_KINDS);
+}
+
+std::string endianness_words()
+{
+	return list_words(ENDIANNESSES);
 }
 
 std::string loop_wiring_words()

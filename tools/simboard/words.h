@@ -29,6 +29,18 @@ constexpr std::size_t ACCESS_COUNT = 3;
 enum class SpiAccess { TRANSFER, IOCTL, OPEN };
 constexpr std::size_t SPI_ACCESS_COUNT = 3;
 
+/// The same for a device of the kernel's Industrial I/O: READ reads samples,
+/// EVENT reads events, ATTRIBUTE uses attributes in any way, WRITE writes them,
+/// IOCTL asks for the event descriptor.
+enum class IioAccess { READ, EVENT, ATTRIBUTE, WRITE, IOCTL, OPEN };
+constexpr std::size_t IIO_ACCESS_COUNT = 6;
+
+/// The thresholds that a device has for each channel, and how they are enabled:
+/// one by one, both at once, or just one of them.
+enum class ThresholdKind { NONE, BOTH, EITHER, ONE };
+
+enum class Endianness { LITTLE, BIG };
+
 /// What the contact of an alarm loop does when nobody touches it.
 enum class LoopWiring { NORMALLY_CLOSED, NORMALLY_OPEN };
 
@@ -41,6 +53,8 @@ const char *word(Edge edge);
 const char *word(Wiring wiring);
 const char *word(Access access);
 const char *word(SpiAccess access);
+const char *word(IioAccess access);
+const char *word(ThresholdKind kind);
 const char *word(LoopWiring wiring);
 const char *word(LoopState state);
 
@@ -51,6 +65,9 @@ std::optional<Edge> edge_from_word(std::string_view text);
 std::optional<Wiring> wiring_from_word(std::string_view text);
 std::optional<Access> access_from_word(std::string_view text);
 std::optional<SpiAccess> spi_access_from_word(std::string_view text);
+std::optional<IioAccess> iio_access_from_word(std::string_view text);
+std::optional<ThresholdKind> threshold_kind_from_word(std::string_view text);
+std::optional<Endianness> endianness_from_word(std::string_view text);
 std::optional<LoopWiring> loop_wiring_from_word(std::string_view text);
 std::optional<LoopState> loop_state_from_word(std::string_view text);
 
@@ -60,6 +77,9 @@ std::string direction_words();
 std::string wiring_words();
 std::string access_words();
 std::string spi_access_words();
+std::string iio_access_words();
+std::string threshold_kind_words();
+std::string endianness_words();
 std::string loop_wiring_words();
 
 constexpr Level opposite(Level level)

@@ -223,6 +223,98 @@ TEST(BoardFile, TellsConvertersAndLoops)
 	EXPECT_EQ(board.loops[2].circuit.contact, 680u);
 }
 
+TEST(BoardFile, TellsDevicesWithTheirChannels)
+{
+	BoardDescription board = describe_board(
+		"[IIO a]\n[Channel a/3]\n"
+		"[IIO b]\nName=adc-7\nEndianness=be\nBits=24\nStorage=32\n"
+		"Shift=8\nSign=s\nOnesAround=true\nType=odd\nBuffer=false\n"
+		"Thresholds=either\nFullScale=1000\n"
+		"Attributes=x_period;events/y\n"
+		"[Channel b/0x10]\nName=current\nExtension=aux\nValue=-5\n");
+
+	ASSERT_EQ(board.iio.size(), 2u);
+	EXPECT_EQ(board.iio[0].iio_name, "a");
+	EXPECT_EQ(board.iio[0].type, "le:u12/16>>0");
+	EXPECT_EQ(board.iio[0].full_scale, 4095u);
+	EXPECT_TRUE(board.iio[0].has_buffer);
+	EXPECT_EQ(board.iio[0].thresholds, ThresholdKind::NONE);
+	EXPECT_EQ(board.channels[0].device, "a");
+	EXPECT_EQ(board.channels[0].attribute, "voltage3");
+	const IioDescription &b = board.iio[1];
+	EXPECT_EQ(b.iio_name, "adc-7");
+	EXPECT_EQ(scan_type_text(b.scan), "be:s24/32>>8");
+	EXPECT_EQ(b.type, "odd");
+	EXPECT_TRUE(b.scan.ones_around);
+	EXPECT_FALSE(b.has_buffer);
+	EXPECT_EQ(b.thresholds, ThresholdKind::EITHER);
+	EXPECT_EQ(b.full_scale, 1000u);
+	EXPECT_EQ(b.attributes,
+		  (std::vector<std::string>{"x_period", "events/y"}));
+	EXPECT_EQ(board.channels[1].number, 16u);
+	EXPECT_EQ(board.channels[1].attribute, "current");
+	EXPECT_EQ(board.channels[1].extension, "aux");
+	EXPECT_EQ(board.channels[1].value, -5);
+}
+
+TEST(BoardFile, MistakesInADeviceAreNamed)
+{
+	const std::string a = "[IIO a]\n";
+	const std::string channel = "[Channel a/0]\n";
+
+	EXPECT_EQ(refusal(a), "b: [IIO a]: has no channel");
+	EXPECT_EQ(refusal(a + "Bits=33\n" + channel),
+		  "b: [IIO a] Bits: Number “33” is out of bounds [1, 32]");
+	EXPECT_EQ(refusal(a + "Storage=12\n" + channel),
+		  "b: [IIO a] Storage: is not in whole bytes");
+	EXPECT_EQ(refusal(a + "Shift=5\n" + channel),
+		  "b: [IIO a] Bits: do not fit into the storage");
+	EXPECT_EQ(refusal(a + "Sign=x\n" + channel),
+		  "b: [IIO a] Sign: \"x\" is not s or u");
+	EXPECT_EQ(refusal(a + "Buffer=yes\n" + channel),
+		  "b: [IIO a] Buffer: \"yes\" is not true or false");
+	EXPECT_EQ(refusal(a + "Thresholds=x\n" + channel),
+		  "b: [IIO a] Thresholds: \"x\" is not one of none, both, "
+		  "either or one");
+	EXPECT_EQ(refusal(a + "Name=a b\n" + channel),
+		  "b: [IIO a] Name: is not one printable word");
+	for (const char *path :
+	     {"name", "a/b", "events/in_x_thresh_rising_en", "../x", "X"})
+		EXPECT_EQ(refusal(a + "Attributes=" + path + "\n" + channel),
+			  std::string("b: [IIO a] Attributes: there can be "
+				      "no ") +
+				  path);
+}
+
+TEST(BoardFile, MistakesInAChannelAreNamed)
+{
+	const std::string a = "[IIO a]\n[Channel a/0]\n";
+
+	EXPECT_EQ(refusal(a), "accepted");
+	EXPECT_EQ(refusal(a + "[Channel b/0]\n"),
+		  "b: [Channel b/0]: there is no IIO b");
+	EXPECT_EQ(refusal(a + "[Channel a]\n"),
+		  "b: [Channel a] Name: the group is not named DEVICE/NUMBER");
+	EXPECT_EQ(refusal(a + "[Channel a/256]\n"),
+		  "b: [Channel a/256] Name: the group is not named "
+		  "DEVICE/NUMBER");
+	EXPECT_EQ(refusal(a + "[Channel a/00]\nName=voltage9\n"),
+		  "b: [Channel a/00]: is there twice");
+	EXPECT_EQ(refusal(a + "[Channel a/1]\nName=voltage0\n"),
+		  "b: [Channel a/1] Name: is that of another channel");
+	EXPECT_EQ(refusal(a + "Name=volts\n"),
+		  "b: [Channel a/0] Name: the kernel has no channel volts");
+	EXPECT_EQ(refusal(a + "Value=4096\n"),
+		  "b: [Channel a/0] Value: does not fit");
+	EXPECT_EQ(refusal(a + "Extension=a/b\n"),
+		  "b: [Channel a/0] Extension: is not of letters, digits, . _ "
+		  ": + -");
+	EXPECT_EQ(refusal(a + "[Loop l]\nConverter=a\nAddress=0\n"),
+		  "accepted");
+	EXPECT_EQ(refusal(a + "[Loop l]\nConverter=a\nAddress=1\n"),
+		  "b: [Loop l] Address: a has no channel 1");
+}
+
 TEST(BoardFile, MistakesInAConverterAreNamed)
 {
 	const std::string adc = "[Converter adc]\nDevice=spidev0.1\n";

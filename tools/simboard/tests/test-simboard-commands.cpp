@@ -45,9 +45,12 @@ protected:
 
 	Board board_{describe_loops()};
 	Converters converters_{board_.description(), board_.history()};
-	Loops loops_{board_.description(), converters_, board_};
+	Iio iio_{board_.description(), board_.history()};
+	Loops loops_{board_.description(), converters_, iio_, board_};
 	Hand hand_{board_};
-	Bench bench_{board_, converters_, loops_, hand_, [](const Reply &) {}};
+	Ramps ramps_{loops_};
+	Bench bench_{board_, converters_,         iio_, loops_, hand_,
+		     ramps_, [](const Reply &) {}};
 	std::string text_;
 	bool ended_ = false;
 };
@@ -254,9 +257,9 @@ TEST_F(CommandsTest, StateTellsConvertersAndLoops)
 		  "\t10000000\t0\t0\t0\t0x00\tunplugged open:EIO\nok\n");
 	EXPECT_EQ(ask({"state", "front"}),
 		  " board\tTest board\n loop\tfront\tadc\t0x1f\tclosed\t85"
-		  "\t0\tentrance\nok\n");
+		  "\t0\tentrance\t255\nok\n");
 	EXPECT_NE(ask({"state"}).find(" loop\tgate\tadc\t0x02\topen\t170"
-				      "\t0\t-\nok\n"),
+				      "\t0\t-\t255\nok\n"),
 		  std::string::npos);
 	EXPECT_EQ(ask({"state", "nobody"}),
 		  "error there is no line, loop or converter nobody\n");

@@ -11,7 +11,8 @@ class LoopsTest : public testing::Test
 protected:
 	Board board_{describe_loops()};
 	Converters converters_{board_.description(), board_.history()};
-	Loops loops_{board_.description(), converters_, board_};
+	Iio iio_{board_.description(), board_.history()};
+	Loops loops_{board_.description(), converters_, iio_, board_};
 	Converter &adc_ = *converters_.find("adc");
 	Loop &front_ = *loops_.find("front");
 	Loop &gate_ = *loops_.find("gate");
@@ -99,7 +100,8 @@ TEST(LoopsAtPowerOn, AnOpenContactShowsOnItsLineToo)
 			       "gate]\nConverter=adc\n"
 			       "Address=1\nWiring=normally open\nLine=door\n"));
 	Converters converters(board.description(), board.history());
-	Loops loops(board.description(), converters, board);
+	Iio iio(board.description(), board.history());
+	Loops loops(board.description(), converters, iio, board);
 
 	EXPECT_EQ(board.find_line("door")->level, Level::HIGH);
 }

@@ -48,9 +48,9 @@ TEST(Picture, DrawsConvertersAndLoopsWithTheirLevel)
 		"board\tx",
 		"converter\tadc\tspidev0.1\t0\t16\t500000\t1\t7\t14\t0x1f"
 		"\t-",
-		"loop\tfront\tadc\t0x1f\tclosed\t85\t7\tdoor",
-		"loop\tgate\tadc\t0x02\tcut\t255\t0\t-",
-		"loop\tyard\tadc\t0x03\tshort\t0\t0\t-",
+		"loop\tfront\tadc\t0x1f\tclosed\t85\t7\tdoor\t255",
+		"loop\tgate\tadc\t0x02\tcut\t255\t0\t-\t255",
+		"loop\tyard\tadc\t0x03\tshort\t0\t0\t-\t255",
 	};
 	std::string picture = board_picture(rows, false);
 
@@ -75,7 +75,8 @@ TEST(Picture, DrawsConvertersAndLoopsWithTheirLevel)
 TEST(Picture, TamperedLoopsAreRed)
 {
 	std::string picture = board_picture(
-		{"board\tx", "loop\tgate\tadc\t0x02\tcut\t255\t0\t-"}, true);
+		{"board\tx", "loop\tgate\tadc\t0x02\tcut\t255\t0\t-\t255"},
+		true);
 
 	EXPECT_NE(picture.find("\033[31mgate "), std::string::npos) << picture;
 }
