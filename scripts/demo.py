@@ -37,6 +37,8 @@ The gate's wire is watched for tampering once that is switched on:
   scripts/simboard loop gate cut       # somebody cuts it
   scripts/orvadctl readout gate --live # how close its level is to an edge
 
+The garage and the cellar are in loops, too, on other kinds of converters.
+
 "scripts/simboard show" draws the board, relay included, as it changes. There is
 a motion sensor, too: echo 1 > build/board/pir_detector. The port "tamper" waits
 for its hardware, build/board/tamper. All files are in {box}.
@@ -154,7 +156,8 @@ def main():
                 as board, \
                 Sandbox(options.build, users=users,
                         config=(sample / "conf.xml").read_text("utf-8"),
-                        binds=[*board.binds, (FILES, "/run/board")]) as box:
+                        binds=[*board.binds, (FILES, "/run/board")],
+                        launcher=board.launcher) as box:
             status = serve(box, board, users, options.seconds)
     step(f"The daemon ended with exit status {status}")
     return status

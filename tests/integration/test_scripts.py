@@ -82,10 +82,11 @@ def test_run_shows_changes_as_they_come_until_interrupted(demonstrate):
              if " siren level " in line]
     assert siren == [["level", "high"], ["level", "low"]]
 
-    tool("orvadctl", "supervise", "gate", "on")
-    tool("simboard", "loop", "gate", "cut")
-    demonstration.wait_for(
-        'SupervisedPort port=7 state="cut" tampered=true')
+    for number, loop in {7: "gate", 8: "garage", 9: "cellar"}.items():
+        tool("orvadctl", "supervise", loop, "on")
+        tool("simboard", "loop", loop, "cut")
+        demonstration.wait_for(
+            f'SupervisedPort port={number} state="cut" tampered=true')
 
     demonstration.process.send_signal(signal.SIGINT)
     assert demonstration.process.wait(60) == 0
