@@ -12,13 +12,13 @@ sandbox does.
 
 import argparse
 import json
-import pathlib
 import statistics
 import sys
 import time
 
 from measuring import (BARE_NAME, Bench, Receiver, Table, context_switches,
-                       cpu_ticks, memory_kib, middle)
+                       cpu_ticks, memory_kib, middle, p99,
+                       start_threads_ended)
 from board import GPIO, Board
 from sandbox import QEL_GID, STATE_NAME, Sandbox, obstacle
 from waiting import wait_until
@@ -61,10 +61,6 @@ def delay_us(board, line, receiver, since):
     if (told, change.value, change.number) != (level, level, line):
         sys.exit(f"edges: line {line} is {level}, was told to be {told}")
     return (time_ns - change.time_ns) / 1e3 - SETTLING_US, change.id
-
-
-def p99(values):
-    return sorted(values)[len(values) * 99 // 100]
 
 
 def measure_edges(board, receivers, table, options):
@@ -122,13 +118,6 @@ def measure_bursts(bench, box, board, receiver, table, options):
         table.row("edges at full speed", count * EDGES_PER_BURST)
         show_bursts(table, [burst(bench, box, board, receiver, count)
                             for _ in range(options.rounds)], strict)
-
-
-def start_threads_ended(pid):
-    """GLib ends the threads that helped at the start when they have had no
-    work for 15 s."""
-    return all((task / "comm").read_text() != "pool\n"
-               for task in pathlib.Path(f"/proc/{pid}/task").iterdir())
 
 
 def measure_idle(bench, table, options):

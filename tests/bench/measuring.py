@@ -122,6 +122,13 @@ def context_switches(pid):
         for task in pathlib.Path(f"/proc/{pid}/task").iterdir()}
 
 
+def start_threads_ended(pid):
+    """GLib ends the threads that helped at the start when they have had no
+    work for 15 s."""
+    return all((task / "comm").read_text() != "pool\n"
+               for task in pathlib.Path(f"/proc/{pid}/task").iterdir())
+
+
 class Table:
     """Rows of measurements, and whether each met its target."""
 
@@ -140,3 +147,7 @@ class Table:
 
 def middle(results, key):
     return statistics.median(result[key] for result in results)
+
+
+def p99(values):
+    return sorted(values)[len(values) * 99 // 100]
