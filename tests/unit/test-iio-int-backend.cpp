@@ -142,7 +142,7 @@ TEST_F(IioIntBackendTest, AnIntegrationTimeHasADecimalPointInAnyLocale)
 TEST_F(IioIntBackendTest, NoIntegrationTimeAndANegativeOneAreNotWritten)
 {
 	configure(PORT_INPUT);
-	for (const char *time : {"0", "-1", "2147483648"}) {
+	for (const char *time : {"0", "-1", "-2147483648"}) {
 		parse("device", "integration_time", time);
 		EXPECT_TRUE(io_port_setup(port_.get())) << time;
 	}

@@ -81,13 +81,22 @@ TEST_F(IioIntConfigTest, NumbersAreDecimal)
 					   {"0x10", 0U},
 					   {"12ms", 12U},
 					   {"", 0U},
-					   {"4294967295", 0xffffffffU},
 					   {"-2", 0xfffffffeU}}) {
 		parse("device", "hysteresis", text);
 		parse("device", "bitshift", text);
 		EXPECT_EQ(data()->hysteresis, number) << text;
 		EXPECT_EQ(data()->bitshift, number) << text;
 	}
+}
+
+TEST_F(IioIntConfigTest, SomeNumbersHaveASign)
+{
+	for (const char *key :
+	     {"hysteresis", "lower_limit", "integration_time"})
+		parse("device", key, "4294967295");
+	EXPECT_EQ(data()->hysteresis, G_MAXUINT32);
+	EXPECT_EQ(data()->lower_limit, guint32{G_MAXINT32});
+	EXPECT_EQ(data()->integration_time, guint32{G_MAXINT32});
 }
 
 TEST_F(IioIntConfigTest, MinusOneIsNoLimit)
