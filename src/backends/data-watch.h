@@ -5,6 +5,7 @@
 #include "util/scoped-source.h"
 
 #include <functional>
+#include <string>
 
 /// The watch on one descriptor; off until it is started, and with its end.
 class DataWatch
@@ -21,11 +22,12 @@ public:
 	/// Nothing changes when the watch is on already.
 	///
 	/// A descriptor may have data for ever that cannot be read: after a
-	/// failure the next look is a little later. One that only signals that
-	/// it is dead, and would for ever, is handled once more and not
+	/// failure the next look is a little later. One that signals that it is
+	/// dead, and would for ever, is handled once more, warned of and not
 	/// watched any more.
-	void start(int fd, Handler handler);
-	/// The handler is not called any more.
+	/// @param name Of the device, for that warning.
+	void start(int fd, const std::string &name, Handler handler);
+	/// The handler, which may be the caller, is not called any more.
 	void stop();
 	bool is_on() const
 	{
@@ -37,8 +39,10 @@ private:
 	static gboolean on_retry(gpointer self);
 
 	void watch();
+	void give_up();
 
 	int fd_ = -1;
+	std::string name_;
 	Handler handler_;
 	util::ScopedSource watch_;
 	util::ScopedSource retry_;

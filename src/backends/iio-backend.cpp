@@ -39,11 +39,15 @@ bool classify(IOPort *port, gint32 readout, SupervisedState *state,
 	return supervised_classify_port(port, *level, state, error);
 }
 
-/// Reads one sample. A device that says that it has data and has none is a
-/// fault like any other.
+/// Reads one sample; one of no bytes is 0 without reading. A device that says
+/// that it has data and has none is a fault like any other.
 bool read_sample(IioPortData *data, GError **error)
 {
 	std::array<guint8, kIioLargestSample> bytes = {};
+	if (data->bytes == 0) {
+		data->last_readout = 0;
+		return true;
+	}
 	errno = ENODATA;
 	const ssize_t length = read(data->fd.get(), bytes.data(), data->bytes);
 	if (length > 0) {
@@ -77,7 +81,7 @@ bool handle_sample(IOPort *port)
 		io_port_trigger(port, static_cast<int>(state));
 		data->last_state = state;
 	}
-	return read;
+	return read && data->bytes > 0;
 }
 
 /// What the last sample means by the ranges of now.
@@ -86,8 +90,13 @@ bool iio_get_supervised_readout(IOPort *port, SupervisedState *state,
 {
 	const auto *data = backend::data<IioPortData>(port);
 	*state = SUPERVISED_UNDEFINED;
-	return classify(port, data != nullptr ? data->last_readout.load() : 0,
-			state, level, error);
+	if (data == nullptr) {
+		g_set_error_literal(error, io_supervised_error_quark(),
+				    IO_SUPERVISED_ERROR_GENERIC,
+				    "The port is closed");
+		return false;
+	}
+	return classify(port, data->last_readout, state, level, error);
 }
 
 // ---- plain and supervised mode ----
@@ -104,7 +113,7 @@ void watch(IOPort *port, bool supervised)
 	if (data->data_watch.is_on())
 		return;
 	data->last_state = SUPERVISED_UNDEFINED;
-	data->data_watch.start(data->fd.get(),
+	data->data_watch.start(data->fd.get(), data->dev_path,
 			       [port] { return handle_sample(port); });
 }
 

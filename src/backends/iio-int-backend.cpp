@@ -3,6 +3,7 @@
 #include "backends/backend-data.h"
 #include "backends/iio-int-config.h"
 #include "backends/iio-int-setup.h"
+#include "backends/iio-sample.h"
 #include "backends/supervised-backend.h"
 #include "ioport/io-errors.h"
 #include "ioport/port-seam.h"
@@ -28,16 +29,11 @@ const char *name_of(const IOPort *port)
 
 // ---- measuring ----
 
-/// As the shift instructions of 32-bit processors count.
-unsigned shift_count(const IioIntPortData *data)
-{
-	constexpr unsigned kWordBits = 32;
-	return data->bitshift % kWordBits;
-}
-
 guint32 read_level(IioIntPortData *data)
 {
-	const guint32 level = iio_read_raw(data->channel) >> shift_count(data);
+	const std::lock_guard lock(data->read_lock);
+	const guint32 level = iio_read_raw(data->channel, &data->read_error) >>
+			      iio_shift_count(data->bitshift);
 	data->last_readout = level;
 	return level;
 }
@@ -120,8 +116,9 @@ void set_thresholds(const IioIntPortData *data, const SupervisedRange &range)
 	const guint32 below = range.lower_limit - data->hysteresis;
 	const IioThresholds &thresholds = data->listener.thresholds;
 	if (!data->one_threshold) {
-		thresholds.set_rising(above << shift_count(data));
-		thresholds.set_falling(below << shift_count(data));
+		thresholds.set_rising(above << iio_shift_count(data->bitshift));
+		thresholds.set_falling(below
+				       << iio_shift_count(data->bitshift));
 		thresholds.enable(true);
 	} else if (range.lower_limit != 0) {
 		thresholds.set_falling(below);
@@ -160,7 +157,8 @@ void arm(IOPort *port)
 		set_thresholds(data, *range);
 }
 
-/// Arming makes another poll where one is still needed.
+/// Arming ends this poll, and begins another where one is needed: what is
+/// returned is about a source that may be gone, which GLib allows.
 gboolean on_limit_poll(gpointer user_data)
 {
 	auto *port = static_cast<IOPort *>(user_data);
@@ -279,10 +277,7 @@ bool iio_int_setup(IOPort *port, int state)
 			    .pull_up = data->pullup_when_supervised,
 		    }))
 		return false;
-	if (port->type == PORT_OUTPUT || iio_int_set_up_device(data))
-		return true;
-	g_warning("Failed to setup iio device.");
-	return false;
+	return port->type == PORT_OUTPUT || iio_int_set_up_device(data);
 }
 
 /// The first port that closes takes the shared converter down.

@@ -14,6 +14,7 @@
 #include "util/scoped-source.h"
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -57,7 +58,7 @@ struct IioIntPortData {
 	/// Microseconds; 0, and what is negative as a signed number, leaves
 	/// the converter's.
 	guint32 integration_time = 0;
-	/// Whoever asks gets the last level.
+	/// Whoever asks for the level gets the one that was read last.
 	bool cache_ad_value = true;
 	/// Of IIO_INT_ADC.
 	SupervisedRangeList ranges;
@@ -66,6 +67,9 @@ struct IioIntPortData {
 	IioChannelName channel;
 	IioIntListener listener;
 	util::ScopedSource limit_poll_id;
+	/// Held by whoever reads the level.
+	std::mutex read_lock;
+	util::RateLimit read_error;
 	std::atomic<guint32> last_readout = 0;
 	/// What was reported last, since events were switched on.
 	SupervisedState last_state = SUPERVISED_OPEN;

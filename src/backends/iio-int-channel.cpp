@@ -32,27 +32,22 @@ bool open_file(util::UniqueFd *fd, const std::string &path)
 	return fd->valid();
 }
 
-bool write_text(const util::UniqueFd &fd, const std::string &text)
-{
-	if (write(fd.get(), text.data(), text.size()) ==
-	    static_cast<ssize_t>(text.size()))
-		return true;
-	g_warning("Failed to write sysfs: %s", g_strerror(errno));
-	return false;
-}
-
-/// The kernel takes signed numbers.
-bool write_number(const util::UniqueFd &fd, guint32 number)
-{
-	return write_text(fd, std::to_string(static_cast<gint32>(number)));
-}
-
-bool write_flag(const util::UniqueFd &fd, bool on)
-{
-	return write_text(fd, on ? "1" : "0");
-}
-
 } // namespace
+
+bool iio_write_attribute(int fd, const std::string &text,
+			 util::RateLimit *limit)
+{
+	constexpr char kFormat[] = "Failed to write sysfs: %s";
+	const bool written = write(fd, text.data(), text.size()) ==
+			     static_cast<ssize_t>(text.size());
+	if (written && limit != nullptr)
+		limit->settle();
+	else if (!written && limit != nullptr)
+		limit->warn(kFormat, g_strerror(errno));
+	else if (!written)
+		g_warning(kFormat, g_strerror(errno));
+	return written;
+}
 
 std::string IioChannelName::path(const char *attribute) const
 {
@@ -67,6 +62,7 @@ std::string IioChannelName::event_path(const char *attribute) const
 bool IioThresholds::open(const IioChannelName &name)
 {
 	close();
+	write_error_ = util::RateLimit();
 	return open_file(&rising_value_,
 			 name.event_path("thresh_rising_value")) &&
 	       open_file(&falling_value_,
@@ -91,6 +87,19 @@ void IioThresholds::close()
 	     {&rising_value_, &falling_value_, &rising_enable_,
 	      &falling_enable_, &either_enable_})
 		fd->reset();
+}
+
+/// The kernel takes signed numbers.
+bool IioThresholds::write_number(const util::UniqueFd &fd, guint32 number) const
+{
+	return iio_write_attribute(fd.get(),
+				   std::to_string(static_cast<gint32>(number)),
+				   &write_error_);
+}
+
+bool IioThresholds::write_flag(const util::UniqueFd &fd, bool on) const
+{
+	return iio_write_attribute(fd.get(), on ? "1" : "0", &write_error_);
 }
 
 bool IioThresholds::set_rising(guint32 value) const
@@ -121,10 +130,10 @@ bool IioThresholds::enable_falling() const
 	return write_flag(falling_enable_, true);
 }
 
-guint32 iio_read_raw(const IioChannelName &name)
+guint32 iio_read_raw(const IioChannelName &name, util::RateLimit *limit)
 {
 	std::string text;
-	if (!iio_read_sysfs(name.path("raw"), &text))
+	if (!iio_read_sysfs(name.path("raw"), &text, limit))
 		return 0;
 	return static_cast<guint32>(g_ascii_strtoll(text.c_str(), nullptr, 0));
 }

@@ -5,6 +5,7 @@
 /// testing/sysfs-bus-iio). What fails is warned of. Main thread, but for
 /// reading the value.
 
+#include "util/rate-limit.h"
 #include "util/unique-fd.h"
 
 #include <glib.h>
@@ -50,14 +51,22 @@ public:
 
 private:
 	bool open_flags(const IioChannelName &name);
+	bool write_number(const util::UniqueFd &fd, guint32 number) const;
+	bool write_flag(const util::UniqueFd &fd, bool on) const;
 
 	util::UniqueFd rising_value_;
 	util::UniqueFd falling_value_;
 	util::UniqueFd rising_enable_;
 	util::UniqueFd falling_enable_;
 	util::UniqueFd either_enable_;
+	/// A driver may refuse each new threshold.
+	mutable util::RateLimit write_error_;
 };
 
 /// The channel's raw value, its low 32 bits; 0 when it cannot be read. Any
-/// thread.
-guint32 iio_read_raw(const IioChannelName &name);
+/// thread, one at a time with the same @p limit.
+guint32 iio_read_raw(const IioChannelName &name, util::RateLimit *limit);
+
+/// Writes the text as a whole to an open attribute.
+bool iio_write_attribute(int fd, const std::string &text,
+			 util::RateLimit *limit = nullptr);

@@ -1,10 +1,9 @@
 #include "backends/iio-int-events.h"
 
-#include "util/scoped-source.h"
+#include "backends/data-watch.h"
 #include "util/unique-fd.h"
 
 #include <fcntl.h>
-#include <glib-unix.h>
 #include <linux/iio/events.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -21,7 +20,7 @@ namespace
 struct IntDevice {
 	std::string path;
 	util::UniqueFd event_fd;
-	util::ScopedSource watch_id;
+	DataWatch watch;
 	/// An event could not be read.
 	bool is_broken = false;
 	/// How many listeners count on the watch.
@@ -50,38 +49,32 @@ IioIntListener *disarm(guint32 channel)
 	return last;
 }
 
-gboolean give_up(IntDevice *device)
+/// False when there is no event after all, and the next look is to be later.
+bool handle_event(IntDevice *device)
 {
-	device->watch_id.release();
-	device->is_broken = true;
-	return G_SOURCE_REMOVE;
-}
-
-gboolean on_event(int fd, GIOCondition condition, gpointer user_data)
-{
-	auto *device = static_cast<IntDevice *>(user_data);
-	if ((condition & G_IO_IN) == 0) {
-		g_warning("%s signals no more events", device->path.c_str());
-		return give_up(device);
-	}
 	iio_event_data event = {};
-	errno = 0;
-	if (read(fd, &event, sizeof event) != sizeof event) {
-		g_warning("read Error: %s", g_strerror(errno));
-		return give_up(device);
+	errno = ENODATA;
+	const ssize_t length =
+		read(device->event_fd.get(), &event, sizeof event);
+	if (length == sizeof event) {
+		const auto *listener = disarm(static_cast<guint32>(event.id));
+		if (listener != nullptr)
+			listener->on_event(listener->port);
+		return true;
 	}
-	const auto *listener = disarm(static_cast<guint32>(event.id));
-	if (listener != nullptr)
-		listener->on_event(listener->port);
-	return G_SOURCE_CONTINUE;
+	if (length < 0 && (errno == EAGAIN || errno == EINTR))
+		return false;
+	g_warning("read Error: %s", g_strerror(errno));
+	device->is_broken = true;
+	device->watch.stop();
+	return false;
 }
 
 void watch(IntDevice *device)
 {
-	if (device->watch_id.id() == 0 && !device->is_broken &&
-	    device->event_fd.valid())
-		device->watch_id.reset(g_unix_fd_add(
-			device->event_fd.get(), G_IO_IN, on_event, device));
+	if (!device->is_broken && device->event_fd.valid())
+		device->watch.start(device->event_fd.get(), device->path,
+				    [device] { return handle_event(device); });
 }
 
 /// Asks the device file for the descriptor that events are read from.
@@ -158,6 +151,6 @@ void iio_int_remove_listener(IioIntListener *listener)
 	IntDevice *device = find_device(listener->dev_path);
 	if (device == nullptr || device->users == 0 || --device->users > 0)
 		return;
-	device->watch_id.reset();
+	device->watch.stop();
 	device->is_broken = false;
 }

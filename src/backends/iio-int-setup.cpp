@@ -2,7 +2,11 @@
 
 #include "backends/iio-sysfs.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 
 namespace
 {
@@ -27,6 +31,22 @@ bool name_channel(IioIntPortData *data, int device)
 	return true;
 }
 
+/// Not closed by a handle: what the kernel has to say then is told.
+bool write_setting(const std::string &path, const std::string &text,
+		   const char *close_failure)
+{
+	const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+	if (fd < 0) {
+		g_warning("Failed to open sysfs path '%s': %s", path.c_str(),
+			  g_strerror(errno));
+		return false;
+	}
+	const bool written = iio_write_attribute(fd, text);
+	if (close(fd) != 0)
+		g_warning("%s", close_failure);
+	return written;
+}
+
 bool write_sampling_frequency(const IioIntPortData *data,
 			      const std::string &folder)
 {
@@ -35,17 +55,16 @@ bool write_sampling_frequency(const IioIntPortData *data,
 	std::string path = folder + "in_voltage_sampling_frequency";
 	if (!g_file_test(path.c_str(), G_FILE_TEST_EXISTS))
 		path = folder + "sampling_frequency";
-	return iio_write_sysfs(path, *data->shared_samplefreq,
-			       "Couldn't close in_voltage_sampling_frequency");
+	return write_setting(path, *data->shared_samplefreq,
+			     "Couldn't close in_voltage_sampling_frequency");
 }
 
 bool write_period(const IioIntPortData *data, const std::string &folder)
 {
 	return !data->shared_thresh_either_period ||
-	       iio_write_sysfs(
-		       folder + "events/in_voltage_thresh_either_period",
-		       *data->shared_thresh_either_period,
-		       "Couldn't close in_voltage_thresh_either_period");
+	       write_setting(folder + "events/in_voltage_thresh_either_period",
+			     *data->shared_thresh_either_period,
+			     "Couldn't close in_voltage_thresh_either_period");
 }
 
 /// The kernel takes seconds.
@@ -60,9 +79,9 @@ bool write_integration_time(const IioIntPortData *data,
 	std::array<char, kTextSize> text;
 	g_ascii_formatd(text.data(), text.size(), "%f",
 			time / kMicrosecondsPerSecond);
-	return iio_write_sysfs(folder + "in_proximity_integration_time",
-			       text.data(),
-			       "Couldn't close in_proximity_integration_time");
+	return write_setting(folder + "in_proximity_integration_time",
+			     text.data(),
+			     "Couldn't close in_proximity_integration_time");
 }
 
 /// Thresholds that nothing crosses, and no events, until the port is watched.
@@ -70,6 +89,21 @@ bool reset_thresholds(const IioThresholds &thresholds)
 {
 	return thresholds.set_falling(0) && thresholds.set_rising(1) &&
 	       thresholds.enable(false);
+}
+
+bool prepare(IioIntPortData *data, int device)
+{
+	const std::string folder = std::string(kIioDevices) + kIioDevicePrefix +
+				   std::to_string(device) + "/";
+	data->listener.dev_path = std::string("/dev/") + kIioDevicePrefix +
+				  std::to_string(device);
+	return name_channel(data, device) &&
+	       iio_int_open_device(data->listener.dev_path) &&
+	       data->listener.thresholds.open(data->channel) &&
+	       write_sampling_frequency(data, folder) &&
+	       write_period(data, folder) &&
+	       write_integration_time(data, folder) &&
+	       reset_thresholds(data->listener.thresholds);
 }
 
 } // namespace
@@ -83,15 +117,8 @@ bool iio_int_set_up_device(IioIntPortData *data)
 		g_warning("Failed to setup sysfs");
 		return false;
 	}
-	const std::string folder = std::string(kIioDevices) + kIioDevicePrefix +
-				   std::to_string(device) + "/";
-	data->listener.dev_path = std::string("/dev/") + kIioDevicePrefix +
-				  std::to_string(device);
-	return name_channel(data, device) &&
-	       iio_int_open_device(data->listener.dev_path) &&
-	       data->listener.thresholds.open(data->channel) &&
-	       write_sampling_frequency(data, folder) &&
-	       write_period(data, folder) &&
-	       write_integration_time(data, folder) &&
-	       reset_thresholds(data->listener.thresholds);
+	if (prepare(data, device))
+		return true;
+	g_warning("Failed to setup iio device.");
+	return false;
 }

@@ -8,12 +8,6 @@ namespace
 constexpr unsigned kWordBits = 32;
 constexpr unsigned kByteBits = 8;
 
-/// As the shift instructions of 32-bit processors count.
-unsigned shift_count(unsigned shift)
-{
-	return shift % kWordBits;
-}
-
 guint32 assemble(bool big_endian, const guint8 *bytes, size_t count)
 {
 	guint32 value = 0;
@@ -51,7 +45,8 @@ gint32 iio_decode(const IioType &type, const guint8 *bytes, size_t count,
 		  gint32 value_shift)
 {
 	const guint32 raw = assemble(type.endianness == 'b', bytes, count);
-	const guint32 value = keep_bits(raw >> shift_count(type.shift), type);
+	const guint32 value =
+		keep_bits(raw >> iio_shift_count(type.shift), type);
 	return static_cast<gint32>(value) >>
-	       shift_count(static_cast<unsigned>(value_shift));
+	       iio_shift_count(static_cast<unsigned>(value_shift));
 }

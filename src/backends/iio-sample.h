@@ -23,6 +23,13 @@ struct IioType {
 	unsigned shift = 0;
 };
 
+/// How far a shift by a configured number goes: as the instructions of 32-bit
+/// processors count, by its low five bits.
+constexpr unsigned iio_shift_count(unsigned shift)
+{
+	return shift % 32;
+}
+
 /// The most bytes that a sample can have.
 constexpr size_t kIioLargestSample = 4;
 

@@ -29,11 +29,38 @@ struct DirDeleter {
 };
 using DirPtr = std::unique_ptr<DIR, DirDeleter>;
 
+/// Leaves errno as it is.
 bool warn(const char *what, const std::string &path)
 {
+	const int reason = errno;
 	g_warning("Failed to %s sysfs path '%s': %s", what, path.c_str(),
-		  g_strerror(errno));
+		  g_strerror(reason));
+	errno = reason;
 	return false;
+}
+
+bool read_file(const std::string &path, std::string *text)
+{
+	constexpr size_t kPage = 4096;
+	const util::UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+	std::array<char, kPage> part;
+	ssize_t length = fd.valid() ? 1 : -1;
+	while (length > 0) {
+		length = read(fd.get(), part.data(), part.size());
+		if (length > 0)
+			text->append(part.data(), static_cast<size_t>(length));
+	}
+	return length == 0;
+}
+
+void warn_of_reading(const std::string &path, int reason,
+		     util::RateLimit *limit)
+{
+	constexpr char kFormat[] = "Failed to read sysfs path '%s': %s";
+	if (limit != nullptr)
+		limit->warn(kFormat, path.c_str(), g_strerror(reason));
+	else
+		g_warning(kFormat, path.c_str(), g_strerror(reason));
 }
 
 const char *prefix_of(int type)
@@ -74,24 +101,26 @@ bool has_name(const char *root, const char *prefix, int number,
 
 } // namespace
 
-bool iio_read_sysfs(const std::string &filename, std::string *contents)
+bool iio_read_sysfs(const std::string &filename, std::string *contents,
+		    util::RateLimit *limit)
 {
-	constexpr size_t kPage = 4096;
-	const util::UniqueFd fd(open(filename.c_str(), O_RDONLY | O_CLOEXEC));
-	if (!fd.valid())
-		return warn("read", filename);
-	std::array<char, kPage> text;
-	const ssize_t length = read(fd.get(), text.data(), text.size());
-	if (length < 0)
-		return warn("read", filename);
-	contents->assign(text.data(), static_cast<size_t>(length));
-	if (const size_t end = contents->rfind('\n'); end != std::string::npos)
-		contents->resize(end);
+	std::string text;
+	if (!read_file(filename, &text)) {
+		const int reason = errno;
+		warn_of_reading(filename, reason, limit);
+		errno = reason;
+		return false;
+	}
+	if (limit != nullptr)
+		limit->settle();
+	if (const size_t end = text.rfind('\n'); end != std::string::npos)
+		text.resize(end);
+	*contents = std::move(text);
 	return true;
 }
 
-bool iio_write_sysfs(const std::string &filename, const std::string &text,
-		     const char *close_failure)
+/// Not closed by a handle: what the kernel has to say then is looked at.
+bool iio_write_sysfs(const std::string &filename, const std::string &text)
 {
 	const int fd = open(filename.c_str(), O_WRONLY | O_CLOEXEC);
 	if (fd < 0)
@@ -100,12 +129,7 @@ bool iio_write_sysfs(const std::string &filename, const std::string &text,
 			     static_cast<ssize_t>(text.size());
 	if (!written)
 		warn("write", filename);
-	if (close(fd) == 0)
-		return written;
-	if (close_failure == nullptr)
-		return warn("close", filename);
-	g_warning("%s", close_failure);
-	return false;
+	return close(fd) == 0 ? written : warn("close", filename);
 }
 
 bool iio_write_sysfs(const std::string &filename, int value)

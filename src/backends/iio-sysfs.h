@@ -4,6 +4,8 @@
 /// ABI/testing/sysfs-bus-iio). What fails is warned of, with the file and the
 /// reason. Main thread.
 
+#include "util/rate-limit.h"
+
 #include <glib.h>
 
 #include <string>
@@ -19,15 +21,15 @@ enum IioDeviceType {
 	IIO_TRIGGER = 1,
 };
 
-/// The file's text without its last line break and what follows it; left alone
-/// when the file cannot be read.
-bool iio_read_sysfs(const std::string &filename, std::string *contents);
+/// The file's text without its last line break and what follows it; left alone,
+/// with errno set, when the file cannot be read. Any thread.
+/// @param limit Of the warnings, for a file that is read again and again; the
+///     caller sees to it that one thread at a time uses it.
+bool iio_read_sysfs(const std::string &filename, std::string *contents,
+		    util::RateLimit *limit = nullptr);
 
 /// Writes the text as a whole.
-/// @param close_failure What to say when the file cannot be closed; null for
-///     what is said of the other failures.
-bool iio_write_sysfs(const std::string &filename, const std::string &text,
-		     const char *close_failure = nullptr);
+bool iio_write_sysfs(const std::string &filename, const std::string &text);
 
 /// Writes the first character of the number: 0 and 1 are what flags take.
 bool iio_write_sysfs(const std::string &filename, int value);

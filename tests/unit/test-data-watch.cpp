@@ -25,7 +25,8 @@ protected:
 	}
 	void start()
 	{
-		watch_.start(reader_.get(), [this] { return handle(); });
+		watch_.start(reader_.get(), "a pipe",
+			     [this] { return handle(); });
 	}
 	bool handle()
 	{
@@ -182,7 +183,7 @@ TEST_F(DataWatchTest, AStartedWatchStaysAsItIs)
 {
 	start();
 	bool other = false;
-	watch_.start(reader_.get(), [&other] {
+	watch_.start(reader_.get(), "a pipe", [&other] {
 		other = true;
 		return true;
 	});
@@ -212,7 +213,7 @@ TEST_F(DataWatchTest, NothingIsLeftOfAWatchThatIsGone)
 {
 	{
 		DataWatch gone;
-		gone.start(reader_.get(), [this] { return handle(); });
+		gone.start(reader_.get(), "a pipe", [this] { return handle(); });
 	}
 	give("a");
 	handle_pending();
@@ -223,7 +224,7 @@ TEST_F(DataWatchTest, AHandlerMayStopItsWatch)
 {
 	for (const bool result : {true, false}) {
 		int calls = 0;
-		watch_.start(reader_.get(), [&, result] {
+		watch_.start(reader_.get(), "a pipe", [&, result] {
 			++calls;
 			watch_.stop();
 			return result;

@@ -34,7 +34,8 @@ protected:
 	static guint32 raw(const std::string &text)
 	{
 		fake_iio::set("iio:device0/in_voltage3_raw", text);
-		return iio_read_raw(kChannel);
+		util::RateLimit limit;
+		return iio_read_raw(kChannel, &limit);
 	}
 
 	static inline const IioChannelName kChannel = {0, "voltage3", {}};
@@ -104,7 +105,8 @@ TEST_F(IioChannelTest, WhatIsNoNumberIsZero)
 
 TEST_F(IioChannelTest, AValueThatCannotBeReadIsZero)
 {
-	EXPECT_EQ(iio_read_raw(kChannel), 0U);
+	util::RateLimit limit;
+	EXPECT_EQ(iio_read_raw(kChannel, &limit), 0U);
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre("Failed to read sysfs path "
 				"'/sys/bus/iio/devices/iio:device0/"

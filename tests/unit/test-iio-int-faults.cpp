@@ -38,11 +38,10 @@ TEST_F(IioIntFaultTest, TheConverterMustBeThere)
 	EXPECT_TRUE(set_up_fails());
 	data()->driver.reset();
 	EXPECT_TRUE(set_up_fails());
-	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("Failed to find device name",
-				"Failed to setup sysfs", kFailed,
-				"Failed to find device name",
-				"Failed to setup sysfs", kFailed));
+	EXPECT_THAT(log_.warnings(), ElementsAre("Failed to find device name",
+						 "Failed to setup sysfs",
+						 "Failed to find device name",
+						 "Failed to setup sysfs"));
 }
 
 TEST_F(IioIntFaultTest, NamesThatLeadOutOfTheirFolderAreRefused)
@@ -166,13 +165,11 @@ void expect_setting_needed(const IOPortFunctions *functions, IOPort *port,
 	EXPECT_FALSE(functions->setup(port, 0));
 	fake_iio::fail(Call::WRITE, path, 0);
 	fake_iio::fail(Call::CLOSE, path, EIO);
-	EXPECT_FALSE(functions->setup(port, 0));
+	EXPECT_TRUE(functions->setup(port, 0));
 	EXPECT_THAT(log.warnings(),
 		    ElementsAre(cannot_open(path), kFailed,
-				"Failed to write sysfs path '/sys/bus/iio/"
-				"devices/" +
-					path + "': Invalid argument",
-				kFailed, "Couldn't close " + name, kFailed));
+				"Failed to write sysfs: Invalid argument",
+				kFailed, "Couldn't close " + name));
 }
 
 TEST_F(IioIntFaultTest, ASampleFrequencyMustBeTaken)
@@ -186,10 +183,10 @@ TEST_F(IioIntFaultTest, ASampleFrequencyMustBeTaken)
 	fake_iio::set("iio:device0/sampling_frequency", "\n");
 	fake_iio::fail(Call::CLOSE, "iio:device0/sampling_frequency", EIO);
 	log_.clear();
-	EXPECT_TRUE(set_up_fails());
+	EXPECT_FALSE(set_up_fails());
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("Couldn't close in_voltage_sampling_frequency",
-				kFailed));
+		    ElementsAre("Couldn't close "
+				"in_voltage_sampling_frequency"));
 }
 
 TEST_F(IioIntFaultTest, APeriodMustBeTaken)

@@ -230,7 +230,12 @@ TEST_F(IioModesTest, APortWithoutARecordHasNoState)
 	EXPECT_FALSE(functions_->set_supervised(port_.get(), true));
 	EXPECT_FALSE(functions_->set_direction(port_.get(), true));
 	functions_->free(port_.get());
-	expect_readout(SUPERVISED_UNDEFINED, 0);
+	SupervisedState state = SUPERVISED_OPEN;
+	guint32 level = 0;
+	util::Error error;
+	EXPECT_FALSE(functions_->get_supervised_readout(port_.get(), &state,
+							&level, &error));
+	EXPECT_STREQ(error.message(), "The port is closed");
 	EXPECT_THAT(recorder::calls(), IsEmpty());
 }
 

@@ -9,6 +9,7 @@ namespace
 {
 
 using fake_iio::Call;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -113,14 +114,6 @@ TEST_F(IioSysfsTest, AFailedCloseIsWarnedOf)
 		    ElementsAre(failed_to("close", "Input/output error")));
 }
 
-TEST_F(IioSysfsTest, AFailedCloseCanHaveWordsOfItsOwn)
-{
-	fake_iio::set(kShortRaw, "");
-	fake_iio::fail(Call::CLOSE, kShortRaw, EIO);
-	EXPECT_FALSE(iio_write_sysfs(kRaw, "1", "Couldn't close it"));
-	EXPECT_THAT(log_.warnings(), ElementsAre("Couldn't close it"));
-}
-
 TEST_F(IioSysfsTest, AFailedWriteAndAFailedCloseAreBothWarnedOf)
 {
 	fake_iio::set(kShortRaw, "");
@@ -176,8 +169,8 @@ TEST_F(IioSysfsTest, TheSearchEndsWithTheFirstDeviceOfThatName)
 		add(folder, "converter");
 	const int number = iio_get_device_number("converter");
 	EXPECT_THAT(recorder::calls(),
-		    ElementsAre("read(iio:device" + std::to_string(number) +
-				"/name)"));
+		    Each("read(iio:device" + std::to_string(number) +
+			 "/name)"));
 }
 
 TEST_F(IioSysfsTest, AnEntryWithoutANumberIsWarnedOf)
