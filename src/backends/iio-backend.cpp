@@ -101,6 +101,16 @@ bool iio_get_supervised_readout(IOPort *port, SupervisedState *state,
 
 // ---- plain and supervised mode ----
 
+/// The buffer keeps the oldest samples, of a time when nobody looked.
+void discard_samples(const IioPortData *data)
+{
+	constexpr int kMost = 4096;
+	std::array<guint8, kIioLargestSample> bytes;
+	for (int i = 0; i < kMost; ++i)
+		if (read(data->fd.get(), bytes.data(), data->bytes) <= 0)
+			return;
+}
+
 void watch(IOPort *port, bool supervised)
 {
 	auto *data = backend::data<IioPortData>(port);
@@ -112,6 +122,7 @@ void watch(IOPort *port, bool supervised)
 	data->lines.stop_watching();
 	if (data->data_watch.is_on())
 		return;
+	discard_samples(data);
 	data->last_state = SUPERVISED_UNDEFINED;
 	data->data_watch.start(data->fd.get(), data->dev_path,
 			       [port] { return handle_sample(port); });

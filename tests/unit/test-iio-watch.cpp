@@ -27,6 +27,19 @@ TEST_F(IioWatchTest, TheFirstSampleReportsWhateverTheStateIs)
 	EXPECT_THAT(reports(), ElementsAre(SUPERVISED_OPEN));
 }
 
+TEST_F(IioWatchTest, SamplesOfATimeWhenNobodyLookedAreNotReported)
+{
+	configure(PORT_INPUT);
+	set_up();
+	for (const guint16 level : {3500, 3501, 3502})
+		sample(level);
+	EXPECT_TRUE(io_port_set_supervised(port_.get(), true));
+	handle_pending();
+	EXPECT_THAT(reports(), IsEmpty());
+	sample(500);
+	EXPECT_THAT(reports(), ElementsAre(SUPERVISED_OPEN));
+}
+
 TEST_F(IioWatchTest, OnlyChangesAreReported)
 {
 	supervise();
@@ -140,6 +153,7 @@ TEST_F(IioWatchTest, AReadErrorKeepsTheLastLevel)
 TEST_F(IioWatchTest, DataThatIsAnnouncedAndNotThereIsAFault)
 {
 	supervise();
+	recorder::reset();
 	fake_iio::fail(Call::READ, kDevFile, EAGAIN);
 	sample(500);
 	EXPECT_EQ(recorder::count("read("), 1U);
@@ -153,6 +167,7 @@ TEST_F(IioWatchTest, ASampleOfNoBytesIsZeroAndHoldsNothingUp)
 {
 	set_type("le:u0/0>>0");
 	supervise();
+	recorder::reset();
 	sample(500);
 	EXPECT_EQ(recorder::count("read("), 0U);
 	EXPECT_THAT(log_.warnings(), IsEmpty());
