@@ -2,7 +2,6 @@
 
 #include "fakes/fake-spi.h"
 #include "fakes/recorder.h"
-#include "target-requests.h"
 #include "temp-dir.h"
 
 #include <fcntl.h>
@@ -36,14 +35,6 @@ protected:
 	SpiDevice device_;
 	guint32 level_ = 0;
 };
-
-TEST_F(SpiDeviceTest, TheRequestsHaveTheKernelsNumbersOnTheTarget)
-{
-	// 32-bit MIPS has three bits for the direction of a request.
-	EXPECT_EQ(target_spi_message_2, 0x80406B00U);
-	EXPECT_EQ(target_spi_wr_bits_per_word, 0x80016B03U);
-	EXPECT_EQ(target_spi_wr_max_speed_hz, 0x80046B04U);
-}
 
 TEST_F(SpiDeviceTest, AMeasurementSendsTheAddressAndReadsAWord)
 {
