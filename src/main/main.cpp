@@ -10,6 +10,7 @@
 #include "main/privileges.h"
 #include "params/param.h"
 #include "util/glib-ptr.h"
+#include "util/identity.h"
 #include "util/paths.h"
 #include "util/process-state.h"
 #include "util/scoped-source.h"
@@ -25,8 +26,6 @@
 
 namespace
 {
-
-constexpr const char *kUser = "qel";
 
 util::MainLoopPtr main_loop;
 util::ScopedSource term_source;
@@ -133,7 +132,7 @@ bool start()
 	if (migrating)
 		finish_migration(saved);
 	io_port_list_setup();
-	drop_privileges(kUser);
+	drop_privileges(util::kServiceUser);
 	bus_watch_init(on_bus_lost);
 	iocontrol_init_dbus();
 	iosupervised_init_dbus();

@@ -4,6 +4,7 @@
 #include "params/param-settings.h"
 #include "util/assert.h"
 #include "util/glib-ptr.h"
+#include "util/identity.h"
 #include "util/log.h"
 
 #include <confutils.h>
@@ -16,8 +17,6 @@
 
 namespace
 {
-
-constexpr char kDaemonAccount[] = "qel";
 
 std::mutex key_mutex;
 /// The open file; guarded by key_mutex.
@@ -134,12 +133,12 @@ bool param_save_all(const char *path)
 
 void param_set_owner_group(const char *path)
 {
-	const passwd *user = getpwnam(kDaemonAccount);
+	const passwd *user = getpwnam(util::kServiceUser);
 	if (user == nullptr) {
 		g_warning("Failed to get uid");
 		return;
 	}
-	const group *group = getgrnam(kDaemonAccount);
+	const group *group = getgrnam(util::kServiceUser);
 	if (group == nullptr)
 		g_warning("Failed to get gid");
 	const gid_t keep_group = static_cast<gid_t>(-1);

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <vector>
+
+namespace util
+{
+
+/// The user, and the group, that the daemon runs as once it has started.
+constexpr const char *kServiceUser = "qel";
+
+/// While it lives the whole process acts as kServiceUser, its groups included,
+/// and can still go back: for what must belong to that user although it is
+/// needed before the start-up rights are given up. Nothing in a process that
+/// is not root (any more), and where there is no such user. Main thread.
+class ServiceIdentity
+{
+public:
+	ServiceIdentity();
+	~ServiceIdentity();
+	ServiceIdentity(const ServiceIdentity &) = delete;
+	ServiceIdentity &operator=(const ServiceIdentity &) = delete;
+
+private:
+	bool taken_ = false;
+	gid_t group_ = 0;
+	std::vector<gid_t> groups_;
+};
+
+} // namespace util

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "util/glib-ptr.h"
+
+namespace util
+{
+
+/// Owns one handler of an object's signal, and disconnects it.
+class ScopedSignal
+{
+public:
+	ScopedSignal() = default;
+	ScopedSignal(gpointer object, const char *signal, GCallback handler,
+		     gpointer user_data)
+		: object_(G_OBJECT(g_object_ref(object))),
+		  id_(g_signal_connect(object, signal, handler, user_data))
+	{
+	}
+	~ScopedSignal()
+	{
+		reset();
+	}
+	ScopedSignal(ScopedSignal &&other) noexcept
+		: object_(std::move(other.object_)),
+		  id_(std::exchange(other.id_, 0))
+	{
+	}
+	ScopedSignal &operator=(ScopedSignal &&other) noexcept
+	{
+		if (this != &other) {
+			reset();
+			object_ = std::move(other.object_);
+			id_ = std::exchange(other.id_, 0);
+		}
+		return *this;
+	}
+	ScopedSignal(const ScopedSignal &) = delete;
+	ScopedSignal &operator=(const ScopedSignal &) = delete;
+
+	/// The handler's id; 0 when there is none.
+	gulong id() const
+	{
+		return id_;
+	}
+	void reset()
+	{
+		if (id_ != 0)
+			g_signal_handler_disconnect(object_.get(), id_);
+		id_ = 0;
+		object_.reset();
+	}
+
+private:
+	ObjectPtr<GObject> object_;
+	gulong id_ = 0;
+};
+
+} // namespace util
