@@ -148,7 +148,7 @@ void declare_configured(IOPort *port, IOEvent *event)
 		return;
 	}
 	set_declaration_id(event, id);
-	event->declared_early = !port->is_setup;
+	event->declared_early = port->setting_up || !port->is_setup;
 	if (event_declaration_is_property(declaration.get()) &&
 	    !event->declare_only && !send_configured(port, *event, id))
 		g_warning("Failed to send initial state of event %s for port "

@@ -39,7 +39,8 @@ struct IOEvent {
 	/// Newest first.
 	std::list<EventKey> keys;
 
-	/// Declared before the port's set-up, when its state was not known.
+	/// Declared before the port's set-up was over, when its state was not
+	/// known.
 	/// Main thread.
 	bool declared_early = false;
 

@@ -21,7 +21,7 @@ namespace
 
 using TableCall = const IOPortFunctions *(*)(IOPort *port);
 
-/// By kind; null for the kinds that this build has no backend for.
+/// By kind.
 constexpr TableCall kTableCalls[BACKEND_COUNT] = {
 	virtual_setup_functions,
 	libugpio_setup_functions,
@@ -30,7 +30,7 @@ constexpr TableCall kTableCalls[BACKEND_COUNT] = {
 	[](IOPort *) { return iio_setup_functions(); },
 	[](IOPort *) { return iio_int_setup_functions(); },
 	sysfs_setup_functions,
-	nullptr, // iobox
+	iobox_setup_functions,
 	[](IOPort *) { return null_setup_functions(); },
 	check_setup_functions,
 };
@@ -155,10 +155,13 @@ bool io_port_setup(IOPort *port)
 	MODULE_ASSERT("ioport.c", port != NULL);
 	MODULE_ASSERT("ioport.c", port->functions != NULL);
 	restore_private_record(port);
-	if (!port->functions->setup(port, port->output_activelow))
-		return false;
-	port->is_setup = true;
-	return true;
+	port->setting_up = true;
+	const bool success =
+		port->functions->setup(port, port->output_activelow);
+	port->setting_up = false;
+	if (success)
+		port->is_setup = true;
+	return success;
 }
 
 void io_port_close(IOPort *port)

@@ -76,13 +76,14 @@ struct IOPortFunctions {
 	bool (*setup)(IOPort *port, int level);
 	bool (*is_supervisable)(IOPort *port);
 	/// IOPort::supervised has the new value already; the result is ignored.
+	/// May be called before setup.
 	bool (*set_supervised)(IOPort *port, bool enable);
 	/// The port's own list, not a copy. Only the main thread may walk it
 	/// without IOPort::ranges_lock.
 	SupervisedRangeList *(*get_supervised_ranges)(IOPort *port);
 	/// Takes over the contents of @p list, leaving it empty; on refusal
-	/// leaves it alone. A null or empty list is refused.
-	/// Stores it with IOPort::ranges_lock held.
+	/// leaves it alone. Backends that classify levels by the ranges refuse
+	/// a null or empty list. Stores it with IOPort::ranges_lock held.
 	bool (*set_supervised_ranges)(IOPort *port, SupervisedRangeList *list,
 				      GError **error);
 	/// Measures the line: what it means, and the raw level.
@@ -167,8 +168,12 @@ struct IOPort {
 	} readout_failure;
 	/// False: the port sends no events and no change signals.
 	std::atomic<bool> enabled = true;
-	/// The backend's setup has succeeded.
+	/// The backend's setup has succeeded, once. Stays when the port is
+	/// closed.
 	std::atomic<bool> is_setup = false;
+	/// The backend's setup is at work: what can be read may not be the
+	/// line's state yet. Main thread.
+	bool setting_up = false;
 	/// Guards hardware writes and settings; a running sequence holds it but
 	/// for its waits.
 	std::mutex lock;

@@ -21,6 +21,7 @@ const IOPortFunctions *spi_setup_functions(IOPort *port);
 const IOPortFunctions *iio_setup_functions();
 const IOPortFunctions *iio_int_setup_functions();
 const IOPortFunctions *sysfs_setup_functions(IOPort *port);
+const IOPortFunctions *iobox_setup_functions(IOPort *port);
 const IOPortFunctions *null_setup_functions();
 const IOPortFunctions *check_setup_functions(IOPort *port);
 

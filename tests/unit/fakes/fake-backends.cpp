@@ -26,6 +26,7 @@ constexpr char kSysfs[] = "sysfs";
 constexpr char kSpiadc[] = "spiadc";
 constexpr char kIio[] = "iio";
 constexpr char kIioInt[] = "iio-interrupt";
+constexpr char kIobox[] = "iobox";
 constexpr char kNull[] = "null";
 constexpr char kCheck[] = "check";
 constexpr char kFull[] = "full";
@@ -173,6 +174,7 @@ constexpr IOPortFunctions spiadc_table = plain_table<kSpiadc>();
 constexpr IOPortFunctions iio_table = plain_table<kIio>();
 constexpr IOPortFunctions iio_int_table = plain_table<kIioInt>();
 constexpr IOPortFunctions sysfs_table = plain_table<kSysfs>();
+constexpr IOPortFunctions iobox_table = plain_table<kIobox>();
 constexpr IOPortFunctions null_table = plain_table<kNull>();
 constexpr IOPortFunctions check_table = plain_table<kCheck>();
 constexpr IOPortFunctions full = full_table();
@@ -243,6 +245,12 @@ const IOPortFunctions *iio_setup_functions()
 const IOPortFunctions *iio_int_setup_functions()
 {
 	return &iio_int_table;
+}
+
+const IOPortFunctions *iobox_setup_functions(IOPort *port)
+{
+	make_data(port);
+	return &iobox_table;
 }
 
 const IOPortFunctions *null_setup_functions()
