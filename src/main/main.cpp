@@ -4,6 +4,7 @@
 #include "dbus/bus-watch.h"
 #include "dbus/iocontrol-dbus.h"
 #include "dbus/iosupervised-dbus.h"
+#include "events/actionengine-dbus.h"
 #include "ioport/port-list.h"
 #include "ioport/port-sequence.h"
 #include "main/conf-reader.h"
@@ -134,6 +135,7 @@ bool start()
 	io_port_list_setup();
 	drop_privileges(util::kServiceUser);
 	bus_watch_init(on_bus_lost);
+	actionengine_dbus_init();
 	iocontrol_init_dbus();
 	iosupervised_init_dbus();
 	io_port_list_set_watch();
@@ -145,6 +147,7 @@ void stop()
 {
 	iosupervised_unreg_dbus();
 	iocontrol_unreg_dbus();
+	actionengine_dbus_finalize();
 	bus_watch_finalize();
 	term_source.reset();
 	hup_source.reset();
