@@ -10,6 +10,7 @@
 #include "main/conf-reader.h"
 #include "main/privileges.h"
 #include "params/param.h"
+#include "platform/virtual-input.h"
 #include "util/glib-ptr.h"
 #include "util/identity.h"
 #include "util/paths.h"
@@ -140,6 +141,7 @@ bool start()
 	iosupervised_init_dbus();
 	io_port_list_set_watch();
 	io_port_list_declare_events();
+	virtual_input_init();
 	return true;
 }
 
@@ -148,6 +150,7 @@ void stop()
 	iosupervised_unreg_dbus();
 	iocontrol_unreg_dbus();
 	actionengine_dbus_finalize();
+	virtual_input_finalize();
 	bus_watch_finalize();
 	term_source.reset();
 	hup_source.reset();

@@ -1,0 +1,104 @@
+#include "platform/coordinator-dbus.h"
+
+#include "platform/virtual-input.h"
+#include "util/bus-client.h"
+#include "util/rate-limit.h"
+
+#include <cstring>
+#include <optional>
+
+namespace
+{
+
+constexpr util::BusObject kCoordinator = {
+	.name = "com.vexa.PTZ.Coordinator",
+	.path = "/com/vexa/PTZ/Coordinator/1",
+	.interface = "com.vexa.PTZ.Coordinator",
+};
+
+util::ProxyPtr coordinator_proxy;
+util::ScopedSignal owner_signal;
+util::ScopedSignal ptz_signal;
+/// Complains of what the coordinator says.
+util::RateLimit complaints;
+
+PtzEnabled ptz_from(gboolean enabled)
+{
+	return enabled ? PTZ_ON : PTZ_OFF;
+}
+
+bool has_owner()
+{
+	return coordinator_proxy &&
+	       util::CharPtr(g_dbus_proxy_get_name_owner(
+		       coordinator_proxy.get())) != nullptr;
+}
+
+/// What the coordinator says, or that there is none; nothing when what it says
+/// cannot be understood.
+std::optional<PtzEnabled> read_ptz()
+{
+	if (!has_owner())
+		return PTZ_UNKNOWN;
+	const util::VariantPtr enabled(g_dbus_proxy_get_cached_property(
+		coordinator_proxy.get(), "PTZEnabled"));
+	if (!enabled)
+		return PTZ_UNKNOWN;
+	if (g_variant_is_of_type(enabled.get(), G_VARIANT_TYPE_BOOLEAN))
+		return ptz_from(g_variant_get_boolean(enabled.get()));
+	g_warning("Ignoring PTZEnabled of type %s",
+		  g_variant_get_type_string(enabled.get()));
+	return {};
+}
+
+void on_owner_changed(GDBusProxy *, GParamSpec *, gpointer)
+{
+	if (const auto value = read_ptz())
+		virtual_input_set_ptz_enabled(*value);
+}
+
+void on_coordinator_signal(GDBusProxy *, const char *, const char *signal,
+			   GVariant *parameters, gpointer)
+{
+	if (std::strcmp(signal, "PtzEnabledChanged") != 0)
+		return;
+	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ib)"))) {
+		complaints.warn("Ignoring PtzEnabledChanged of type %s",
+				g_variant_get_type_string(parameters));
+		return;
+	}
+	gboolean enabled = FALSE;
+	g_variant_get(parameters, "(ib)", nullptr, &enabled);
+	virtual_input_set_ptz_enabled(ptz_from(enabled));
+}
+
+void connect_signals()
+{
+	owner_signal = util::ScopedSignal(
+		coordinator_proxy.get(), "notify::g-name-owner",
+		G_CALLBACK(on_owner_changed), nullptr);
+	ptz_signal =
+		util::ScopedSignal(coordinator_proxy.get(), "g-signal",
+				   G_CALLBACK(on_coordinator_signal), nullptr);
+}
+
+} // namespace
+
+void coordinator_dbus_init()
+{
+	util::Error error;
+	coordinator_proxy =
+		util::new_proxy(kCoordinator, G_DBUS_PROXY_FLAGS_NONE, &error);
+	if (coordinator_proxy)
+		connect_signals();
+	else
+		g_warning("Error creating proxy: %s\n", error.message());
+	virtual_input_set_ptz_enabled(read_ptz().value_or(PTZ_UNKNOWN));
+}
+
+void coordinator_dbus_finalize()
+{
+	owner_signal.reset();
+	ptz_signal.reset();
+	coordinator_proxy.reset();
+}

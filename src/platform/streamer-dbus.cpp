@@ -1,0 +1,170 @@
+#include "platform/streamer-dbus.h"
+
+#include "ioport/port-list.h"
+#include "platform/virtual-input.h"
+#include "util/bus-client.h"
+#include "util/rate-limit.h"
+
+#include <algorithm>
+#include <cstring>
+#include <list>
+
+namespace
+{
+
+constexpr const char *kName = "com.vexa.Streamer";
+constexpr const char *kInterface = "com.vexa.Streamer.Video.Channel";
+constexpr const char *kListPath = "/com/vexa/Streamer/Video/Channel";
+/// No device has as many. A service that answers for every channel would be
+/// asked for ever.
+constexpr int kMostChannels = 256;
+
+/// One followed channel.
+struct Channel {
+	util::ProxyPtr proxy;
+	/// One more than the channel's number; by it the trigger that goes with
+	/// the service is found. Other services know the triggers that stay.
+	int number = 0;
+	util::ScopedSignal signal;
+};
+
+util::ProxyPtr monitor_proxy;
+util::ScopedSignal owner_signal;
+/// Newest first.
+std::list<Channel> proxys;
+/// Complains of what the service says.
+util::RateLimit complaints;
+
+void log_no_proxy(const util::Error &error)
+{
+	g_warning("Error creating proxy: %s\n", error.message());
+}
+
+bool has_owner(GDBusProxy *proxy)
+{
+	return util::CharPtr(g_dbus_proxy_get_name_owner(proxy)) != nullptr;
+}
+
+bool has_properties(GDBusProxy *proxy)
+{
+	return util::StrvPtr(g_dbus_proxy_get_cached_property_names(proxy)) !=
+	       nullptr;
+}
+
+void on_channel_signal(GDBusProxy *, const char *, const char *signal,
+		       GVariant *parameters, gpointer user_data)
+{
+	if (std::strcmp(signal, "EnabledChanged") != 0)
+		return;
+	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(b)"))) {
+		complaints.warn("Ignoring EnabledChanged of type %s",
+				g_variant_get_type_string(parameters));
+		return;
+	}
+	gboolean enabled = FALSE;
+	g_variant_get(parameters, "(b)", &enabled);
+	virtual_input_set_channel_enabled(GPOINTER_TO_INT(user_data),
+					  enabled != FALSE);
+}
+
+/// Follows the channel's signal. A channel that does not say whether it is
+/// enabled always is, and there is nothing to follow.
+util::ScopedSignal follow(GDBusProxy *proxy, int channel)
+{
+	const util::VariantPtr enabled(
+		g_dbus_proxy_get_cached_property(proxy, "Enabled"));
+	if (!enabled) {
+		virtual_input_set_channel_enabled(channel, true);
+		return {};
+	}
+	if (g_variant_is_of_type(enabled.get(), G_VARIANT_TYPE_BOOLEAN))
+		virtual_input_set_channel_enabled(
+			channel, g_variant_get_boolean(enabled.get()) != FALSE);
+	else
+		g_warning("Ignoring Enabled of type %s of video channel %d",
+			  g_variant_get_type_string(enabled.get()), channel);
+	return {proxy, "g-signal", G_CALLBACK(on_channel_signal),
+		GINT_TO_POINTER(channel)};
+}
+
+/// A channel that is known already, since the service was replaced, keeps one
+/// record.
+void add_record(util::ProxyPtr proxy, int channel, util::ScopedSignal signal)
+{
+	proxys.remove_if([channel](const Channel &record) {
+		return record.number == channel + 1;
+	});
+	proxys.push_front({std::move(proxy), channel + 1, std::move(signal)});
+}
+
+/// False when there is no such channel.
+bool add_channel(int channel)
+{
+	const std::string path = kListPath + ("/" + std::to_string(channel));
+	util::Error error;
+	auto proxy = util::new_proxy(
+		g_dbus_proxy_get_connection(monitor_proxy.get()),
+		{kName, path.c_str(), kInterface}, G_DBUS_PROXY_FLAGS_NONE,
+		&error);
+	if (!proxy) {
+		log_no_proxy(error);
+		return false;
+	}
+	if (!has_properties(proxy.get()))
+		return false;
+	auto signal = follow(proxy.get(), channel);
+	add_record(std::move(proxy), channel, std::move(signal));
+	return true;
+}
+
+void enumerate_channels()
+{
+	int channel = 1;
+	while (channel <= kMostChannels && add_channel(channel))
+		++channel;
+	if (channel > kMostChannels)
+		g_warning("Looking at the first %d video channels only",
+			  kMostChannels);
+}
+
+void drop_channels()
+{
+	for (const Channel &record : std::exchange(proxys, {})) {
+		const std::string name =
+			"manualtrigger" + std::to_string(record.number);
+		io_port_list_free_by_name(name.c_str());
+	}
+}
+
+void on_owner_changed(GDBusProxy *proxy, GParamSpec *, gpointer)
+{
+	if (has_owner(proxy))
+		enumerate_channels();
+	else
+		drop_channels();
+}
+
+} // namespace
+
+void streamer_dbus_init()
+{
+	util::Error error;
+	monitor_proxy = util::new_proxy({kName, kListPath, kInterface},
+					G_DBUS_PROXY_FLAGS_NONE, &error);
+	if (!monitor_proxy) {
+		log_no_proxy(error);
+		return;
+	}
+	owner_signal =
+		util::ScopedSignal(monitor_proxy.get(), "notify::g-name-owner",
+				   G_CALLBACK(on_owner_changed), nullptr);
+	if (has_owner(monitor_proxy.get()))
+		enumerate_channels();
+}
+
+void streamer_dbus_finalize()
+{
+	owner_signal.reset();
+	monitor_proxy.reset();
+	drop_channels();
+}
