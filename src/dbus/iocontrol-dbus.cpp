@@ -1,5 +1,6 @@
 #include "dbus/iocontrol-dbus.h"
 
+#include "dbus/connector-handlers.h"
 #include "dbus/exported.h"
 #include "dbus/iocontrol-handlers.h"
 #include "ioport/port-seam.h"
@@ -9,7 +10,7 @@ namespace
 
 constexpr int kBusPatienceMs = 1000;
 
-GDBusInterfaceSkeleton *make_interface()
+GDBusInterfaceSkeleton *make_state_interface()
 {
 	IOControlState *skeleton = iocontrol_state_skeleton_new();
 	iocontrol_connect_handlers(skeleton);
@@ -19,8 +20,22 @@ GDBusInterfaceSkeleton *make_interface()
 Exported state_interface({
 	.name = "com.vexa.IOControl.State",
 	.path = "/com/vexa/IOControl/State",
-	.make = make_interface,
+	.make = make_state_interface,
 	.failure = "Failed to register IOControl state dbus interface",
+});
+
+GDBusInterfaceSkeleton *make_connector_interface()
+{
+	QELConnector *skeleton = qelconnector_skeleton_new();
+	connector_connect_handlers(skeleton);
+	return G_DBUS_INTERFACE_SKELETON(skeleton);
+}
+
+Exported connector_interface({
+	.name = "com.vexa.QEL.Connector",
+	.path = "/com/vexa/QEL/Connector",
+	.make = make_connector_interface,
+	.failure = "Failed to register Connector dbus interface",
 });
 
 /// The connection that the signals go out on, or none.
@@ -39,12 +54,14 @@ util::ObjectPtr<GDBusConnection> connection_in_use()
 bool iocontrol_init_dbus()
 {
 	state_interface.start();
+	connector_interface.start();
 	return true;
 }
 
 bool iocontrol_unreg_dbus()
 {
 	state_interface.stop();
+	connector_interface.stop();
 	return true;
 }
 
