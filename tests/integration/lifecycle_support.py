@@ -1,5 +1,5 @@
 """What the tests of the daemon's life share: port configurations, what the
-daemon logged, its parameter file, its process, and services that it asks."""
+daemon logged, its parameter file, its process, and its surroundings."""
 
 import contextlib
 import os
@@ -9,7 +9,7 @@ from xml.sax.saxutils import quoteattr
 
 from gi.repository import Gio, GLib
 
-from bus_client import STATE, STATE_PATH, BusError, Client
+from bus_client import STATE, STATE_PATH, BusError
 from ports_support import read_parameters
 from sandbox import QEL_GID, QEL_UID, Sandbox
 
@@ -213,60 +213,3 @@ def umask(mask):
         yield
     finally:
         os.umask(before)
-
-
-class Host(Client):
-    """A client that offers a service of its own, and answers calls while it
-    waits for something."""
-
-    def offer(self, name, path, interface_xml, handler):
-        """Has handler(invocation) called for every call of the interface."""
-        node = Gio.DBusNodeInfo.new_for_xml(f"<node>{interface_xml}</node>")
-        self._context.push_thread_default()
-        try:
-            self.connection.register_object(
-                path, node.interfaces[0],
-                lambda *args: handler(args[-1]), None, None)
-        finally:
-            self._context.pop_thread_default()
-        self.call("RequestName", "(su)", (name, 0),
-                  name="org.freedesktop.DBus", path="/org/freedesktop/DBus")
-
-    def start(self, box):
-        """Starts the daemon; on return it serves."""
-        changes = self.record("NameOwnerChanged",
-                              interface="org.freedesktop.DBus")
-        daemon = box.start_daemon()
-        changes.wait_for(lambda signal: signal.args[0] == STATE
-                         and signal.args[2])
-        return daemon
-
-
-class HardwareId:
-    """The service that knows the board's hardware id.
-
-    answer(invocation) answers a call; the calls' arguments are in asked.
-    """
-
-    NAME = "com.vexa.PolicyKitSystem"
-
-    def __init__(self, host, answer, reply="s"):
-        self.asked = []
-        self._answer = answer
-        host.offer(
-            self.NAME, "/com/vexa/PolicyKitSystem",
-            f'<interface name="{self.NAME}">'
-            '<method name="ReadBootblockParam">'
-            '<arg type="s" direction="in"/>'
-            f'<arg type="{reply}" direction="out"/></method></interface>',
-            self._called)
-
-    def _called(self, invocation):
-        self.asked.append(invocation.get_parameters().unpack())
-        self._answer(invocation)
-
-
-def answer_with(signature, *values):
-    """An answer for HardwareId: a reply of that type."""
-    return lambda invocation: invocation.return_value(
-        GLib.Variant(signature, values))

@@ -9,9 +9,10 @@ import pytest
 
 from bus_client import STATE
 from lifecycle_support import (
-    HardwareId, Host, answer_with, complaints, config, get_usage,
-    listed_names, log_lines, output_group, parameters, port, post_usage,
-    set_usage, settle, sysfs_port)
+    complaints, config, get_usage, listed_names,
+    parameters, port, post_usage, set_usage, settle, sysfs_port)
+from peer import NEVER
+from peers import BootBlock, fixture_offer
 from waiting import wait_until
 
 LAMP = config(port("lamp", 0))
@@ -139,14 +140,15 @@ def test_bus_that_goes_away_and_a_termination_at_once(make_sandbox):
     assert daemon.wait() == 0
 
 
-def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox):
+def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox,
+                                                               offer):
     box = make_sandbox(config=FOR_A_BOARD)
     box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        service = HardwareId(host, lambda invocation: None)
-        daemon = box.start_daemon()
-        host.wait_for(lambda: service.asked, "the daemon to ask")
-        box.stop_bus()
+    block = offer(box, BootBlock)
+    block.answers[BootBlock.READ] = NEVER
+    daemon = box.start_daemon()
+    block.wait_for_calls(BootBlock.READ)
+    box.stop_bus()
     daemon.wait_for_output("Cannot reach the system bus: ")
     assert daemon.stop(timeout=PATIENCE) == 0
     warning, line = complaints(daemon)
@@ -154,30 +156,30 @@ def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox):
     assert no_bus(line)
 
 
-def test_service_that_vanishes_while_it_is_asked_ends_the_wait(make_sandbox):
+def test_service_that_vanishes_while_it_is_asked_ends_the_wait(make_sandbox,
+                                                               offer):
     box = make_sandbox(config=FOR_A_BOARD)
     box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        service = HardwareId(host, lambda invocation: None)
-        box.start_daemon()
-        host.wait_for(lambda: service.asked, "the daemon to ask")
-    box.wait_for_name(STATE)
+    block = offer(box, BootBlock, "A7")
+    block.before[BootBlock.READ] = BootBlock.disconnect
+    box.start()
+    assert block.asked == ["HWID"]
     assert complaints(box.daemon) == [
         "WARNING Could not get the hardware id"]
 
 
-def test_service_that_answers_late_is_waited_for(make_sandbox):
+def test_service_that_answers_late_is_waited_for(make_sandbox, connect, offer):
     box = make_sandbox(config=FOR_A_BOARD)
     box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        kept = []
-        HardwareId(host, kept.append)
-        daemon = box.start_daemon()
-        host.wait_for(lambda: kept, "the daemon to ask")
-        assert not host.has_owner(STATE)
-        answer_with("(s)", "A7")(kept.pop())
-        box.wait_for_name(STATE)
-        assert listed_names(host) == ["lamp"]
+    client = connect(box)
+    block = offer(box, BootBlock, "A7")
+    block.hold(BootBlock.READ)
+    daemon = box.start_daemon()
+    block.wait_for_calls(BootBlock.READ)
+    assert not client.has_owner(STATE)
+    block.release(BootBlock.READ)
+    box.wait_for_name(STATE)
+    assert listed_names(client) == ["lamp"]
     assert complaints(daemon) == []
 
 

@@ -5,8 +5,9 @@ import signal
 
 from bus_client import STATE
 from lifecycle_support import (
-    HardwareId, Host, answer_with, complaints, config, get_usage, listed,
-    log_lines, output_group, parameter_file, parameters, port)
+    complaints, config, get_usage, listed, log_lines, output_group,
+    parameter_file, parameters, port)
+from peers import BootBlock, fixture_offer
 from waiting import wait_until
 
 LAMP = config(port("lamp", 0))
@@ -72,33 +73,30 @@ def test_termination_ends_a_running_sequence(make_sandbox, connect):
     assert daemon.stop() == 0
 
 
-def test_termination_during_the_start_ends_the_daemon_in_order(make_sandbox):
+def test_termination_during_the_start_ends_the_daemon_in_order(
+        make_sandbox, offer):
     box = make_sandbox(
         config=LAMP.replace("<port ", '<port hwid="A" '))
     box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        kept = []
-        service = HardwareId(host, kept.append)
-        daemon = box.start_daemon()
-        host.wait_for(lambda: service.asked, "the daemon to ask")
-        daemon.send(signal.SIGTERM)
-        answer_with("(s)", "A1")(kept.pop())
-        assert daemon.wait() == 0
+    block = offer(box, BootBlock, "A1")
+    block.hold(BootBlock.READ)
+    daemon = box.start_daemon()
+    block.wait_for_calls(BootBlock.READ)
+    daemon.send(signal.SIGTERM)
+    block.release(BootBlock.READ)
+    assert daemon.wait() == 0
     assert log_lines(daemon, "INFO")[-1] == "Got SIGTERM"
     assert complaints(daemon) == []
     assert "lamp" in parameters(box)
 
 
-def test_hang_up_during_the_start_is_harmless(make_sandbox):
+def test_hang_up_during_the_start_is_harmless(make_sandbox, connect, offer):
     box = make_sandbox(
         config=LAMP.replace("<port ", '<port hwid="A" '))
     box.start_bus()
-    with contextlib.closing(Host(box.bus_address)) as host:
-        def answer(invocation):
-            box.daemon.send(signal.SIGHUP)
-            answer_with("(s)", "A1")(invocation)
-        HardwareId(host, answer)
-        daemon = host.start(box)
-        daemon.wait_for_output("Got SIGHUP")
-        assert listed(host) == [("lamp", 0)]
+    block = offer(box, BootBlock, "A1")
+    block.before[BootBlock.READ] = lambda _: box.daemon.send(signal.SIGHUP)
+    daemon = box.start()
+    daemon.wait_for_output("Got SIGHUP")
+    assert listed(connect(box)) == [("lamp", 0)]
     daemon.stop()
