@@ -6,6 +6,7 @@
 
 #include "util/bus-client.h"
 #include "util/rate-limit.h"
+#include "util/scoped-signal.h"
 
 #include <atomic>
 

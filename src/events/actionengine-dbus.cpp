@@ -3,9 +3,10 @@
 #include "ioport/port-seam.h"
 #include "util/bus-client.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
+#include <mutex>
+#include <utility>
 
 namespace
 {

@@ -3,6 +3,7 @@
 #include "platform/virtual-input.h"
 #include "util/bus-client.h"
 #include "util/rate-limit.h"
+#include "util/scoped-signal.h"
 
 #include <cstring>
 #include <optional>

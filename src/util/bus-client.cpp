@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace util
@@ -18,13 +19,17 @@ constexpr int kDefaultTimeout = -1;
 constexpr std::chrono::seconds kConnectTimeout(5);
 
 /// Cancels what takes longer than it should. A bus that takes connections but
-/// does not answer would otherwise be waited for without end.
+/// does not answer would otherwise be waited for without end; it is, when no
+/// thread can be started.
 class Deadline
 {
 public:
-	Deadline()
-		: cancellable_(g_cancellable_new()), timer_([this] { run(); })
+	Deadline() : cancellable_(g_cancellable_new())
 	{
+		try {
+			timer_ = std::thread([this] { run(); });
+		} catch (const std::system_error &) {
+		}
 	}
 	~Deadline()
 	{
@@ -33,7 +38,8 @@ public:
 			over_ = true;
 		}
 		changed_.notify_all();
-		timer_.join();
+		if (timer_.joinable())
+			timer_.join();
 	}
 	Deadline(const Deadline &) = delete;
 	Deadline &operator=(const Deadline &) = delete;

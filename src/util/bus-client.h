@@ -4,12 +4,10 @@
 /// any other: what it sends is looked at before it is read.
 
 #include "util/glib-ptr.h"
-#include "util/scoped-signal.h"
 
 namespace util
 {
 
-/// A proxy and a handler of one of its signals, which goes with it.
 using ProxyPtr = ObjectPtr<GDBusProxy>;
 
 /// Where a service is found.

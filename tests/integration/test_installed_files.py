@@ -6,14 +6,17 @@ import pathlib
 import re
 import shlex
 import subprocess
+import xml.etree.ElementTree
 
 import pytest
+from gi.repository import Gio, GLib
 
 from bus_client import (EVENTS, PRODUCER, PRODUCER_PATH, STATE, STATE_PATH,
                         BusError)
-from lifecycle_support import LimitedSandbox, identity
+from lifecycle_support import LimitedSandbox, complaints, identity
+from peers import ActionEngine, fixture_offer
 from ports_support import (Service, configuration, event, fixture_serve, port,
-                           read_parameters)
+                           pipeline, read_parameters)
 from sandbox import QEL_GID, QEL_UID
 from supervised_support import SUPERVISED, SUPERVISED_PATH
 from waiting import DEADLINE, wait_until
@@ -25,7 +28,9 @@ _TMPFILES = "tmpfiles.d/orvad.conf"
 _UDEV = "udev/60-orvad-gpio.rules"
 _UNIT = "systemd/orvad.service"
 
-NAMES = [STATE, SUPERVISED, EVENTS]
+CONNECTOR = "com.vexa.QEL.Connector"
+CONNECTOR_PATH = "/com/vexa/QEL/Connector"
+NAMES = [STATE, SUPERVISED, CONNECTOR, EVENTS]
 LAMP = 0
 PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
 GUEST = 64200
@@ -154,11 +159,44 @@ def test_policy_lets_everybody_use_supervision(service):
         f"{SUPERVISED}.IsSupervisable", str(LAMP)) == (0, "(false, false)", "")
 
 
+def test_policy_lets_everybody_read_connectors(service):
+    wait_until(lambda: service.client.has_owner(CONNECTOR),
+               f"{CONNECTOR} on the bus")
+    assert call_as_guest(
+        service.box, CONNECTOR, CONNECTOR_PATH,
+        f"{CONNECTOR}.GetConnectorStates", "*") == (0, "(@ai [],)", "")
+
+
 def test_policy_lets_everybody_read_declarations(service):
     status, reply, _ = call_as_guest(
         service.box, EVENTS, PRODUCER_PATH, f"{PRODUCER}.ListDeclarations")
     assert status == 0
     assert "'port'" in reply
+
+
+ENGINE_POLICY = f"""
+  <policy user="root">
+    <allow own="{ActionEngine.NAME}"/>
+  </policy>
+"""
+
+
+def test_policy_lets_the_daemon_use_the_action_engine(serve, offer):
+    """The daemon, and nobody else."""
+    engines = []
+
+    def prepare(box):
+        box.start_bus()
+        engines.append(offer(box, ActionEngine))
+    service = serve(PORT, prepare=prepare, users={"guest": (GUEST, GUEST)},
+                    bus_policy=CLOSED_BUS + ENGINE_POLICY + shipped_policy())
+    engines[0].wait_for_answer("AddFromFile", len(TEMPLATES))
+    assert complaints(service.daemon) == []
+    status, _, error = call_as_guest(
+        service.box, ActionEngine.NAME, ActionEngine.PATH,
+        f"{ActionEngine.TEMPLATES}.List")
+    assert status != 0
+    assert "org.freedesktop.DBus.Error.AccessDenied" in error
 
 
 @pytest.mark.parametrize("name, signal", [
@@ -174,6 +212,139 @@ def test_policy_lets_everybody_hear_signals(service, tmp_path, name, signal):
             wait_until(lambda: signal in heard.read_text(), signal)
         finally:
             monitor.kill()
+
+
+# The action templates
+
+ACTIONS = pathlib.PurePosixPath("/etc/orvad/actions")
+TEMPLATES = sorted((_DATA / "actions").iterdir())
+BASIC_TYPES = {"b", "i", "u", "s"}
+
+
+def template(path):
+    return xml.etree.ElementTree.parse(path).getroot()
+
+
+def interface(name):
+    """A shipped interface and where its object is."""
+    text = (_ROOT / f"src/dbus/{name}.xml").read_text("utf-8")
+    path = re.search(r"Object (/\S+) on the system bus", text)[1]
+    return Gio.DBusNodeInfo.new_for_xml(text).lookup_interface(name), path
+
+
+def value_of(kind, text):
+    """A GVariant's text as a value of a type; GLib.Error if it is not one."""
+    return GLib.Variant.parse(GLib.VariantType(kind), text, None, None)
+
+
+def filled_in(text, **parameters):
+    """An argument with the parameters' values in their places."""
+    for name, value in parameters.items():
+        text = text.replace(f"{{{name}}}", value)
+    for word, opposite in (("true", "false"), ("false", "true")):
+        text = text.replace(f"not {word}", f"@b {opposite}")
+    return text
+
+
+def arguments_of(call, **parameters):
+    """Of a template's call: a GVariant tuple."""
+    return GLib.Variant.new_tuple(*(
+        value_of(argument.get("type"), filled_in(argument.text, **parameters))
+        for argument in call.findall("argument")))
+
+
+@pytest.fixture(name="asked_for")
+def fixture_asked_for(serve, offer):
+    """The files that the daemon has the action engine load, and the templates
+    that it asks for and removes."""
+    engines = []
+
+    def prepare(box):
+        box.start_bus()
+        engines.append(offer(box, ActionEngine))
+    service = serve(port("lamp", "output", LAMP, optional=True),
+                    prepare=prepare)
+    engines[0].wait_for_answer("AddFromFile", len(TEMPLATES))
+    service.call("DropIOPorts", ["lamp"])
+    return [[argument for argument, in engines[0].arguments(member)]
+            for member in ("AddFromFile", "Remove")]
+
+
+def test_action_engine_is_told_of_the_installed_templates(asked_for):
+    files, names = asked_for
+    assert sorted(files) == [str(ACTIONS / path.name) for path in TEMPLATES]
+    assert set(files) <= documented_files()
+    assert sorted(names) == [template(path).get("id") for path in TEMPLATES]
+
+
+@pytest.mark.parametrize("path", TEMPLATES, ids=lambda path: path.stem)
+def test_template_is_named_as_its_file(path):
+    root = template(path)
+    assert root.tag == "action-template"
+    assert root.get("id") == path.stem
+    assert {child.tag for child in root} <= {
+        "name", "description", "parameter", "start", "stop"}
+    assert all(element.text.strip() for element in root.iter()
+               if element.tag in ("name", "description", "argument"))
+
+
+@pytest.mark.parametrize("path", TEMPLATES, ids=lambda path: path.stem)
+def test_template_s_parameters_are_used_and_have_values(path):
+    root = template(path)
+    names = [parameter.get("name") for parameter in root.iter("parameter")]
+    used = {name for argument in root.iter("argument")
+            for name in re.findall(r"\{([^}]*)\}", argument.text)}
+    assert len(set(names)) == len(names)
+    assert used == set(names)
+    for parameter in root.iter("parameter"):
+        assert parameter.get("type") in BASIC_TYPES
+        values = [value_of(parameter.get("type"), parameter.get(name))
+                  for name in ("minimum", "default", "maximum")
+                  if parameter.get(name) is not None]
+        assert values == sorted(values, key=GLib.Variant.unpack)
+
+
+@pytest.mark.parametrize("path", TEMPLATES, ids=lambda path: path.stem)
+def test_template_calls_what_is_there(path):
+    calls = list(template(path).iter("call"))
+    assert calls
+    for call in calls:
+        described, where = interface(call.get("interface"))
+        assert (call.get("name"), call.get("path")) == (
+            call.get("interface"), where)
+        method = described.lookup_method(call.get("method"))
+        assert [argument.get("type") for argument in call.iter("argument")] \
+            == [argument.signature for argument in method.in_args]
+
+
+LONGEST = 2147483
+
+
+@pytest.mark.parametrize("active", [True, False])
+@pytest.mark.parametrize("path", TEMPLATES, ids=lambda path: path.stem)
+def test_template_switches_an_output_and_back(serve, path, active):
+    service = serve(port("lamp", "output", LAMP))
+    service.call("SetState", LAMP, not active)
+    recorder = service.client.record("PortChanged")
+    for part in ("start", "stop"):
+        for call in template(path).findall(f"{part}/call"):
+            assert pipeline(service.client, [(
+                call.get("method"), arguments_of(
+                    call, port=str(LAMP), active=str(active).lower(),
+                    duration="1"))]) == [None]
+            # What is started switches at once.
+            recorder.wait_for(lambda signal: signal.args[5] == active)
+    recorder.wait_for_count(2)
+    assert [args[5] for args in recorder.args] == [active, not active]
+
+
+def test_longest_duration_of_a_template_does_not_wrap():
+    """A sequence counts microseconds, in 32 bits."""
+    longest = [int(parameter.get("maximum")) for path in TEMPLATES
+               for parameter in template(path).iter("parameter")
+               if parameter.get("name") == "duration"]
+    assert longest == [LONGEST]
+    assert LONGEST * 1000 < 2**31 <= (LONGEST + 1) * 1000
 
 
 # The unit
