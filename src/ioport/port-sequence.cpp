@@ -5,7 +5,9 @@
 #include "util/assert.h"
 #include "util/glib-ptr.h"
 
+#include <algorithm>
 #include <chrono>
+#include <list>
 #include <thread>
 
 namespace
@@ -26,6 +28,8 @@ bool virtual_inputs_configured = false;
 std::mutex threads_mutex;
 std::condition_variable threads_cond;
 unsigned threads_running = 0;
+/// The ports that they play on, one each; some are on no list any more.
+std::list<PortRef> ports_playing;
 
 bool aborted(IOPort *port)
 {
@@ -116,27 +120,49 @@ bool claim(IOPort *port)
 	return true;
 }
 
-void count_thread()
+void count_thread(IOPort *port)
 {
 	const std::lock_guard guard(threads_mutex);
 	++threads_running;
+	ports_playing.push_back(PortRef::share(port));
 }
 
-void discount_thread()
+PortRef take_playing(const IOPort *port)
 {
+	const std::lock_guard guard(threads_mutex);
+	const auto found =
+		std::ranges::find(ports_playing, port, &PortRef::get);
+	PortRef taken = std::move(*found);
+	ports_playing.erase(found);
+	return taken;
+}
+
+/// The thread is done when it has let go of the port, which may be the end of
+/// that.
+void discount_thread(const IOPort *port)
+{
+	take_playing(port) = {};
 	const std::lock_guard guard(threads_mutex);
 	--threads_running;
 	threads_cond.notify_all();
 }
 
+std::list<PortRef> copy_playing()
+{
+	const std::lock_guard guard(threads_mutex);
+	return ports_playing;
+}
+
 gpointer thread_body(gpointer data)
 {
+	const IOPort *port = nullptr;
 	{
 		const std::unique_ptr<std::vector<ActionStep>> steps(
 			static_cast<std::vector<ActionStep> *>(data));
+		port = steps->front().port;
 		io_port_run_sequence_internal(std::move(*steps));
 	}
-	discount_thread();
+	discount_thread(port);
 	return nullptr;
 }
 
@@ -144,11 +170,12 @@ bool start_thread(std::vector<ActionStep> steps)
 {
 	auto data = std::make_unique<std::vector<ActionStep>>(std::move(steps));
 	util::Error error;
-	count_thread();
+	IOPort *port = data->front().port;
+	count_thread(port);
 	GThread *thread = g_thread_try_new("Action thread", thread_body,
 					   data.get(), &error);
 	if (thread == nullptr) {
-		discount_thread();
+		discount_thread(port);
 		g_warning("Could not start the action thread: %s",
 			  error.message());
 		return false;
@@ -267,6 +294,10 @@ void io_port_run_sequence_internal(std::vector<ActionStep> steps)
 
 void io_port_join_sequences()
 {
+	for (const PortRef &port : copy_playing()) {
+		io_port_lock_exclusive(port.get());
+		port->lock.unlock();
+	}
 	std::unique_lock guard(threads_mutex);
 	threads_cond.wait(guard, [] { return threads_running == 0; });
 }
