@@ -19,6 +19,9 @@ constexpr const char *kListPath = "/com/vexa/Streamer/Video/Channel";
 /// No device has as many. A service that answers for every channel would be
 /// asked for ever.
 constexpr int kMostChannels = 256;
+/// One subscription serves all channels: a bus takes 512 match rules from a
+/// connection as a rule (max_match_rules_per_connection in dbus-daemon(1)).
+constexpr auto kChannelFlags = G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS;
 
 /// One followed channel.
 struct Channel {
@@ -26,11 +29,13 @@ struct Channel {
 	/// One more than the channel's number; by it the trigger that goes with
 	/// the service is found. Other services know the triggers that stay.
 	int number = 0;
-	util::ScopedSignal signal;
+	/// Whether EnabledChanged is followed.
+	bool followed = false;
 };
 
 util::ProxyPtr monitor_proxy;
 util::ScopedSignal owner_signal;
+util::ScopedSubscription enabled_signal;
 /// Newest first.
 std::list<Channel> proxys;
 /// Complains of what the service says.
@@ -52,10 +57,23 @@ bool has_properties(GDBusProxy *proxy)
 	       nullptr;
 }
 
-void on_channel_signal(GDBusProxy *, const char *, const char *signal,
-		       GVariant *parameters, gpointer user_data)
+bool is_from(const Channel &record, const char *sender, const char *path)
 {
-	if (std::strcmp(signal, "EnabledChanged") != 0)
+	GDBusProxy *proxy = record.proxy.get();
+	const util::CharPtr owner(g_dbus_proxy_get_name_owner(proxy));
+	return record.followed && g_strcmp0(sender, owner.get()) == 0 &&
+	       std::strcmp(path, g_dbus_proxy_get_object_path(proxy)) == 0;
+}
+
+void on_enabled_changed(GDBusConnection *, const char *sender, const char *path,
+			const char *, const char *, GVariant *parameters,
+			gpointer)
+{
+	const auto found = std::ranges::find_if(
+		proxys, [sender, path](const Channel &record) {
+			return is_from(record, sender, path);
+		});
+	if (found == proxys.end())
 		return;
 	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(b)"))) {
 		complaints.warn("Ignoring EnabledChanged of type %s",
@@ -64,19 +82,18 @@ void on_channel_signal(GDBusProxy *, const char *, const char *signal,
 	}
 	gboolean enabled = FALSE;
 	g_variant_get(parameters, "(b)", &enabled);
-	virtual_input_set_channel_enabled(GPOINTER_TO_INT(user_data),
-					  enabled != FALSE);
+	virtual_input_set_channel_enabled(found->number - 1, enabled != FALSE);
 }
 
-/// Follows the channel's signal. A channel that does not say whether it is
-/// enabled always is, and there is nothing to follow.
-util::ScopedSignal follow(GDBusProxy *proxy, int channel)
+/// Takes over whether the channel is enabled; true when that can change. A
+/// channel that does not say it always is, and there is nothing to follow.
+bool look_at(GDBusProxy *proxy, int channel)
 {
 	const util::VariantPtr enabled(
 		g_dbus_proxy_get_cached_property(proxy, "Enabled"));
 	if (!enabled) {
 		virtual_input_set_channel_enabled(channel, true);
-		return {};
+		return false;
 	}
 	if (g_variant_is_of_type(enabled.get(), G_VARIANT_TYPE_BOOLEAN))
 		virtual_input_set_channel_enabled(
@@ -84,18 +101,17 @@ util::ScopedSignal follow(GDBusProxy *proxy, int channel)
 	else
 		g_warning("Ignoring Enabled of type %s of video channel %d",
 			  g_variant_get_type_string(enabled.get()), channel);
-	return {proxy, "g-signal", G_CALLBACK(on_channel_signal),
-		GINT_TO_POINTER(channel)};
+	return true;
 }
 
 /// A channel that is known already, since the service was replaced, keeps one
 /// record.
-void add_record(util::ProxyPtr proxy, int channel, util::ScopedSignal signal)
+void add_record(util::ProxyPtr proxy, int channel, bool followed)
 {
 	proxys.remove_if([channel](const Channel &record) {
 		return record.number == channel + 1;
 	});
-	proxys.push_front({std::move(proxy), channel + 1, std::move(signal)});
+	proxys.push_front({std::move(proxy), channel + 1, followed});
 }
 
 /// False when there is no such channel.
@@ -105,16 +121,15 @@ bool add_channel(int channel)
 	util::Error error;
 	auto proxy = util::new_proxy(
 		g_dbus_proxy_get_connection(monitor_proxy.get()),
-		{kName, path.c_str(), kInterface}, G_DBUS_PROXY_FLAGS_NONE,
-		&error);
+		{kName, path.c_str(), kInterface}, kChannelFlags, &error);
 	if (!proxy) {
 		log_no_proxy(error);
 		return false;
 	}
 	if (!has_properties(proxy.get()))
 		return false;
-	auto signal = follow(proxy.get(), channel);
-	add_record(std::move(proxy), channel, std::move(signal));
+	const bool followed = look_at(proxy.get(), channel);
+	add_record(std::move(proxy), channel, followed);
 	return true;
 }
 
@@ -159,6 +174,9 @@ void streamer_dbus_init()
 	owner_signal =
 		util::ScopedSignal(monitor_proxy.get(), "notify::g-name-owner",
 				   G_CALLBACK(on_owner_changed), nullptr);
+	enabled_signal = util::ScopedSubscription(
+		g_dbus_proxy_get_connection(monitor_proxy.get()), kName,
+		kInterface, "EnabledChanged", on_enabled_changed);
 	if (has_owner(monitor_proxy.get()))
 		enumerate_channels();
 }
@@ -166,6 +184,7 @@ void streamer_dbus_init()
 void streamer_dbus_finalize()
 {
 	owner_signal.reset();
+	enabled_signal.reset();
 	monitor_proxy.reset();
 	drop_channels();
 }

@@ -55,4 +55,54 @@ private:
 	gulong id_ = 0;
 };
 
+/// Owns one subscription to a signal on the bus, of any object, and ends it.
+class ScopedSubscription
+{
+public:
+	ScopedSubscription() = default;
+	ScopedSubscription(GDBusConnection *connection, const char *sender,
+			   const char *interface, const char *signal,
+			   GDBusSignalCallback handler)
+		: connection_(G_DBUS_CONNECTION(g_object_ref(connection))),
+		  id_(g_dbus_connection_signal_subscribe(
+			  connection, sender, interface, signal, nullptr,
+			  nullptr, G_DBUS_SIGNAL_FLAGS_NONE, handler, nullptr,
+			  nullptr))
+	{
+	}
+	~ScopedSubscription()
+	{
+		reset();
+	}
+	ScopedSubscription(ScopedSubscription &&other) noexcept
+		: connection_(std::move(other.connection_)),
+		  id_(std::exchange(other.id_, 0))
+	{
+	}
+	ScopedSubscription &operator=(ScopedSubscription &&other) noexcept
+	{
+		if (this != &other) {
+			reset();
+			connection_ = std::move(other.connection_);
+			id_ = std::exchange(other.id_, 0);
+		}
+		return *this;
+	}
+	ScopedSubscription(const ScopedSubscription &) = delete;
+	ScopedSubscription &operator=(const ScopedSubscription &) = delete;
+
+	void reset()
+	{
+		if (id_ != 0)
+			g_dbus_connection_signal_unsubscribe(connection_.get(),
+							     id_);
+		id_ = 0;
+		connection_.reset();
+	}
+
+private:
+	ObjectPtr<GDBusConnection> connection_;
+	guint id_ = 0;
+};
+
 } // namespace util
