@@ -157,14 +157,16 @@ void declare_configured(IOPort *port, IOEvent *event)
 }
 
 /// What was sent when the event was declared early may not be what the port's
-/// line has turned out to be.
+/// line has turned out to be. An inactive port was told right, but the wiring
+/// of a supervised input has more states than that.
 void correct_initial_state(IOPort *port, IOEvent *event)
 {
 	if (!event->declared_early || !port->is_setup)
 		return;
 	event->declared_early = false;
-	if (io_port_get_state(port) != 0)
-		io_event_send_event(port, event, 1);
+	const int state = io_port_get_state(port);
+	if (state != 0 || io_port_supervised_input(port))
+		io_event_send_event(port, event, state);
 }
 
 /// What @p event reports: the given state, or what the port's wiring is.
