@@ -94,10 +94,11 @@ void on_state_changed(IOPort *port, GVariant *parameters)
 			   iobox_state_to_orvad_state(word, &data->complaints));
 }
 
-void on_signal(GDBusProxy *, const char *, const char *signal,
+void on_signal(GDBusProxy *proxy, const char *sender, const char *signal,
 	       GVariant *parameters, gpointer user_data)
 {
-	if (std::strcmp(signal, "IOStateChanged") == 0)
+	if (std::strcmp(signal, "IOStateChanged") == 0 &&
+	    util::is_from_owner(proxy, sender))
 		on_state_changed(static_cast<IOPort *>(user_data), parameters);
 }
 

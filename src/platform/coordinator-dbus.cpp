@@ -58,10 +58,11 @@ void on_owner_changed(GDBusProxy *, GParamSpec *, gpointer)
 		virtual_input_set_ptz_enabled(*value);
 }
 
-void on_coordinator_signal(GDBusProxy *, const char *, const char *signal,
-			   GVariant *parameters, gpointer)
+void on_coordinator_signal(GDBusProxy *proxy, const char *sender,
+			   const char *signal, GVariant *parameters, gpointer)
 {
-	if (std::strcmp(signal, "PtzEnabledChanged") != 0)
+	if (std::strcmp(signal, "PtzEnabledChanged") != 0 ||
+	    !util::is_from_owner(proxy, sender))
 		return;
 	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ib)"))) {
 		complaints.warn("Ignoring PtzEnabledChanged of type %s",

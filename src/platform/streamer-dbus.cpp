@@ -60,8 +60,7 @@ bool has_properties(GDBusProxy *proxy)
 bool is_from(const Channel &record, const char *sender, const char *path)
 {
 	GDBusProxy *proxy = record.proxy.get();
-	const util::CharPtr owner(g_dbus_proxy_get_name_owner(proxy));
-	return record.followed && g_strcmp0(sender, owner.get()) == 0 &&
+	return record.followed && util::is_from_owner(proxy, sender) &&
 	       std::strcmp(path, g_dbus_proxy_get_object_path(proxy)) == 0;
 }
 

@@ -116,6 +116,12 @@ ProxyPtr new_proxy(const BusObject &object, GDBusProxyFlags flags,
 			  : nullptr;
 }
 
+bool is_from_owner(GDBusProxy *proxy, const char *sender)
+{
+	const CharPtr owner(g_dbus_proxy_get_name_owner(proxy));
+	return owner && g_strcmp0(owner.get(), sender) == 0;
+}
+
 VariantPtr call(GDBusProxy *proxy, const char *method, GVariant *arguments,
 		const char *reply, GError **error)
 {

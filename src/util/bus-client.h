@@ -54,6 +54,10 @@ ProxyPtr new_proxy(GDBusConnection *connection, const BusObject &object,
 ProxyPtr new_proxy(const BusObject &object, GDBusProxyFlags flags,
 		   GError **error);
 
+/// Whether @p sender, a connection, is the service that the proxy stands for. A
+/// signal may come from anybody.
+bool is_from_owner(GDBusProxy *proxy, const char *sender);
+
 /// Calls @p method with @p arguments (floating, or null for none) and blocks
 /// until there is an answer, which is of type @p reply, or the bus's default
 /// time-out (25 s) is over. Null, with an error, otherwise. Any thread.
