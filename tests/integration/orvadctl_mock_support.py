@@ -1,5 +1,6 @@
 """orvadctl against mocks of the daemon and of the event service."""
 
+import pathlib
 import re
 
 import pytest
@@ -12,6 +13,10 @@ from mock_bus import (EVENTS_PATH, PRODUCER_XML, STATE_XML, SUPERVISED,
 from orvadctl_support import Terminal
 
 QEL_PATH = EVENTS_PATH + "/qel"
+CONNECTOR = "com.vexa.QEL.Connector"
+CONNECTOR_PATH = "/com/vexa/QEL/Connector"
+CONNECTOR_XML = (pathlib.Path(__file__).resolve().parents[2]
+                 / f"src/dbus/{CONNECTOR}.xml").read_text()
 TIME = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}"
 ISO_TIME = r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\+00:00"
 
@@ -113,6 +118,16 @@ def fixture_make_supervised(make_mock):
     def make(xml=SUPERVISED_XML, **answers):
         return make_mock(SUPERVISED, {
             SUPERVISED_PATH: (xml, {**SUPERVISED_ANSWERS, **answers})})
+    return make
+
+
+@pytest.fixture(name="make_connector")
+def fixture_make_connector(make_mock):
+    """make_connector(GetConnectorStates, xml=...): a mock of the daemon's
+    interface for connectors; the daemon itself is another one."""
+    def make(states, xml=CONNECTOR_XML):
+        return make_mock(CONNECTOR, {
+            CONNECTOR_PATH: (xml, {"GetConnectorStates": states})})
     return make
 
 

@@ -23,7 +23,8 @@ def test_missing_command_is_told_in_one_line(run, words):
 def test_help_lists_every_command(run, words):
     text = output(run(*words))
     for command in ("list", "get", "set", "pulse", "watch", "events",
-                    "supervise", "ranges", "readout", "help"):
+                    "supervise", "ranges", "readout", "triggers",
+                    "connectors", "drop", "refresh", "help"):
         assert f"\n  {command} " in text
 
 
@@ -70,6 +71,11 @@ def test_version_is_told(run, words):
     (["readout"], "readout: missing argument"),
     (["readout", "1", "2"], "readout: unexpected argument"),
     (["readout", "1", "--count", "2"], "--count goes with --live"),
+    (["triggers", "1"], "triggers: unexpected argument"),
+    (["connectors", "Video"], '"Video" is neither video nor audio'),
+    (["connectors", "video", "audio"], "connectors: unexpected argument"),
+    (["drop"], "drop: missing argument"),
+    (["refresh", "lamp"], "refresh: unexpected argument"),
     (["--timeout", "0", "list"], "--timeout takes seconds"),
     (["a\nb"], r'there is no command "a\nb"'),
 ])

@@ -13,24 +13,26 @@ from orvadctl_support import fixture_program, fixture_start_on
 
 COMMANDS = [["list"], ["get", "2"], ["set", "3", "on"], ["pulse", "3", "10"],
             ["supervise", "2", "on"], ["ranges", "2"],
-            ["ranges", "2", "open", "0", "9"], ["readout", "2"]]
+            ["ranges", "2", "open", "0", "9"], ["readout", "2"],
+            ["triggers"], ["connectors"], ["refresh"]]
+WITHOUT_LISTING = [["drop", "lamp"]]
 
 
-@pytest.mark.parametrize("words", [*COMMANDS, ["watch"], ["events"],
-                                   ["readout", "2", "--live"]])
+@pytest.mark.parametrize("words", [*COMMANDS, *WITHOUT_LISTING, ["watch"],
+                                   ["events"], ["readout", "2", "--live"]])
 def test_missing_bus_is_told(tmp_path, run, words):
     message = failure(run(*words, address=f"unix:path={tmp_path}/none"))
     assert message.startswith("cannot reach the system bus: ")
 
 
-@pytest.mark.parametrize("words", COMMANDS)
+@pytest.mark.parametrize("words", [*COMMANDS, *WITHOUT_LISTING])
 def test_missing_daemon_is_told(run, words):
     assert failure(run(*words)) == (
         'the port daemon is not running; start it with '
         '"systemctl start orvad"')
 
 
-@pytest.mark.parametrize("words", COMMANDS)
+@pytest.mark.parametrize("words", [*COMMANDS, *WITHOUT_LISTING])
 def test_daemon_that_is_just_starting_is_told(make_mock, run, words):
     make_mock(STATE, {})
     assert failure(run(*words)) == (

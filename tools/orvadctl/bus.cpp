@@ -108,6 +108,16 @@ void explain_port_error(GError **error, const Port &port)
 		       "%s: ", port_label(port.number, port.name).c_str());
 }
 
+void explain_interface_error(GError **error, const char *what)
+{
+	if (!error || !*error || !says_not_served(*error)) {
+		explain_call_error(error);
+		return;
+	}
+	g_clear_error(error);
+	set_failure(error, "the port daemon does not serve %s", what);
+}
+
 bool says_service_missing(const GError *error)
 {
 	return g_error_matches(error, G_DBUS_ERROR,
@@ -120,6 +130,11 @@ bool says_service_gone(const GError *error)
 {
 	return says_service_missing(error) ||
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
+}
+
+bool says_not_served(const GError *error)
+{
+	return says_service_missing(error) || says_object_missing(error);
 }
 
 bool says_no_answer(const GError *error)

@@ -36,11 +36,17 @@ bool fetch_ports(IOControlState *daemon, std::vector<Port> &ports,
 void explain_call_error(GError **error);
 /// The same, saying first which port it is about.
 void explain_port_error(GError **error, const Port &port);
+/// The same for a program that has found the daemon and now called another
+/// interface of it, which may be missing.
+/// @param what what that interface serves: "supervised inputs".
+void explain_interface_error(GError **error, const char *what);
 
 /// Whether the error of a call says that nobody has the service's name.
 bool says_service_missing(const GError *error);
 /// Whether it says that the service is not there (any more).
 bool says_service_gone(const GError *error);
+/// Whether it says that the service or what was asked of it is not there.
+bool says_not_served(const GError *error);
 /// Whether it says that the answer took longer than it may.
 bool says_no_answer(const GError *error);
 /// Whether it says that the service is there, but not what was asked of it: it

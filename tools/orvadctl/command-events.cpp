@@ -1,6 +1,5 @@
 #include "command.h"
-#include "declaration.h"
-#include "error.h"
+#include "event-service.h"
 #include "feed.h"
 #include "text.h"
 #include "timestamp.h"
@@ -12,11 +11,6 @@ namespace orvadctl
 
 namespace
 {
-
-constexpr const char *EVENTS_NAME = "org.orvad.Events1";
-constexpr const char *EVENTS_ROOT = "/org/orvad/Events1";
-constexpr const char *PRODUCER_INTERFACE = "org.orvad.Events1.Producer";
-constexpr const char *INTROSPECTABLE = "org.freedesktop.DBus.Introspectable";
 
 /// first and second with a blank between, unless second is empty.
 std::string join(std::string first, const std::string &second)
@@ -60,12 +54,11 @@ private:
 	};
 
 	void find_producers();
-	void on_introspected(const char *xml);
+	void on_introspected(GVariant *answer);
 	void list(const std::string &producer);
 	void on_listed(const std::string &producer, GVariant *answer);
-	void call(const std::string &path, const char *interface,
-		  const char *method, const char *answer_type,
-		  GAsyncReadyCallback done, gpointer user_data);
+	void call(const EventServiceCall &call, GAsyncReadyCallback done,
+		  gpointer user_data);
 	void call_done(GError *error);
 
 	void on_signal(const char *path, const char *signal,
@@ -76,7 +69,6 @@ private:
 	void show_undeclared(const Received &received);
 	void show_event(const Received &received);
 
-	bool remember(const Id &id, GVariant *description);
 	const Declaration *find(const Id &id) const;
 	std::string declared_line(const char *type, const Id &id,
 				  GDateTime *time) const;
@@ -101,14 +93,13 @@ Events::Events(Context &context, ConnectionPtr connection)
 {
 }
 
-void Events::call(const std::string &path, const char *interface,
-		  const char *method, const char *answer_type,
-		  GAsyncReadyCallback done, gpointer user_data)
+void Events::call(const EventServiceCall &call, GAsyncReadyCallback done,
+		  gpointer user_data)
 {
 	++calls_;
-	g_dbus_connection_call(connection_.get(), EVENTS_NAME, path.c_str(),
-			       interface, method, nullptr,
-			       G_VARIANT_TYPE(answer_type),
+	g_dbus_connection_call(connection_.get(), EVENTS_NAME,
+			       call.path.c_str(), call.interface, call.method,
+			       nullptr, G_VARIANT_TYPE(call.answer_type),
 			       G_DBUS_CALL_FLAGS_NO_AUTO_START, timeout_ms_,
 			       nullptr, done, user_data);
 }
@@ -128,45 +119,36 @@ void Events::call_done(GError *error)
 void Events::find_producers()
 {
 	call(
-		EVENTS_ROOT, INTROSPECTABLE, "Introspect", "(s)",
+		producers_call(),
 		[](GObject *source, GAsyncResult *result, gpointer user_data) {
 			auto *self = static_cast<Events *>(user_data);
 			GError *error = nullptr;
 			auto answer = finish_call(source, result, &error);
-			const char *xml = nullptr;
 
-			if (answer) {
-				g_variant_get(answer.get(), "(&s)", &xml);
-				self->on_introspected(xml);
-			}
+			if (answer)
+				self->on_introspected(answer.get());
 			self->call_done(error);
 		},
 		this);
 }
 
-void Events::on_introspected(const char *xml)
+void Events::on_introspected(GVariant *answer)
 {
-	using NodeInfoPtr = util::Handle<GDBusNodeInfo, g_dbus_node_info_unref>;
+	std::vector<std::string> producers;
 	GError *error = nullptr;
-	NodeInfoPtr root(g_dbus_node_info_new_for_xml(xml, &error));
 
-	if (!root) {
+	if (!producers_from_answer(answer, producers, &error)) {
 		feed_.call_failed(error, !ever_listed_);
 		return;
 	}
-	for (GDBusNodeInfo **node = root->nodes; node && *node; ++node)
-		if ((*node)->path)
-			list((*node)->path);
+	for (const std::string &producer : producers)
+		list(producer);
 }
 
 void Events::list(const std::string &producer)
 {
-	std::string path = std::string(EVENTS_ROOT) + "/" + producer;
-
-	if (!g_variant_is_object_path(path.c_str()))
-		return;
 	call(
-		path, PRODUCER_INTERFACE, "ListDeclarations", "(a(ua{sv}))",
+		declarations_call(producer),
 		[](GObject *source, GAsyncResult *result, gpointer user_data) {
 			std::unique_ptr<Listing> listing(
 				static_cast<Listing *>(user_data));
@@ -183,33 +165,13 @@ void Events::list(const std::string &producer)
 
 void Events::on_listed(const std::string &producer, GVariant *answer)
 {
-	util::VariantPtr list(g_variant_get_child_value(answer, 0));
 	DateTimePtr now = local_now();
 
-	for (gsize i = 0; i < g_variant_n_children(list.get()); ++i) {
-		guint32 number = 0;
-		GVariant *child = nullptr;
-		g_variant_get_child(list.get(), i, "(u@a{sv})", &number,
-				    &child);
-		util::VariantPtr description(child);
+	for (auto &[number, declaration] : declarations_from_answer(answer)) {
 		Id id(producer, number);
-		if (remember(id, description.get()))
-			feed_.line(declared_line("live", id, now.get()));
+		declarations_[id] = std::move(declaration);
+		feed_.line(declared_line("live", id, now.get()));
 	}
-}
-
-/// Whether the description could be read.
-bool Events::remember(const Id &id, GVariant *description)
-{
-	GError *error = nullptr;
-	Declaration declaration;
-
-	if (!declaration_from_variant(description, declaration, &error)) {
-		feed_.call_failed(error, false);
-		return false;
-	}
-	declarations_[id] = std::move(declaration);
-	return true;
 }
 
 const Declaration *Events::find(const Id &id) const
@@ -270,8 +232,12 @@ void Events::show_declared(const Received &received)
 	util::VariantPtr description(child);
 	Id id(received.producer, number);
 	// Declared while the live ones were asked for: shown among those.
-	if (find(id) || !remember(id, description.get()))
+	if (find(id))
 		return;
+	auto declaration = read_declaration(description.get());
+	if (!declaration)
+		return;
+	declarations_[id] = std::move(*declaration);
 	feed_.counted_line(declared_line("declared", id, received.time.get()));
 }
 

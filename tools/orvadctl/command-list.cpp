@@ -1,6 +1,5 @@
 #include "command.h"
 #include "port-output.h"
-#include "text.h"
 
 namespace orvadctl
 {
@@ -36,15 +35,10 @@ std::vector<Cell> heading(bool with_names)
 	return row;
 }
 
-std::string text_or_dash(const std::string &text)
-{
-	return text.empty() ? "-" : escape(text);
-}
-
 std::vector<Cell> port_cells(const Port &port)
 {
 	return {text_or_dash(port.name),
-		port.number == NO_NUMBER ? "-" : std::to_string(port.number),
+		number_text(port.number),
 		std::string(kind_text(port)),
 		std::string(direction_text(port.input)),
 		state_cell(port.active),

@@ -70,5 +70,9 @@ extern const Command EVENTS_COMMAND;
 extern const Command SUPERVISE_COMMAND;
 extern const Command RANGES_COMMAND;
 extern const Command READOUT_COMMAND;
+extern const Command TRIGGERS_COMMAND;
+extern const Command CONNECTORS_COMMAND;
+extern const Command DROP_COMMAND;
+extern const Command REFRESH_COMMAND;
 
 } // namespace orvadctl

@@ -93,6 +93,16 @@ std::string properties_text(const Port &port)
 	return text;
 }
 
+std::string text_or_dash(const std::string &text)
+{
+	return text.empty() ? "-" : escape(text);
+}
+
+std::string number_text(gint32 number)
+{
+	return number == NO_NUMBER ? "-" : std::to_string(number);
+}
+
 Cell state_cell(bool active)
 {
 	return {state_text(active), active ? Style::ACTIVE : Style::PLAIN};

@@ -37,6 +37,11 @@ void add_port_reference(JsonWriter &json, gint32 number,
 /// The names of the properties that are true, in the daemon's order: "a b".
 std::string properties_text(const Port &port);
 
+/// A text from outside, safe to print; a dash when it is empty.
+std::string text_or_dash(const std::string &text);
+/// A port's number; a dash for NO_NUMBER.
+std::string number_text(gint32 number);
+
 /// The cell for a port's state.
 Cell state_cell(bool active);
 

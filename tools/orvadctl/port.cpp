@@ -5,6 +5,7 @@
 #include "util/glib-ptr.h"
 
 #include <algorithm>
+#include <map>
 
 namespace orvadctl
 {
@@ -97,6 +98,24 @@ bool ports_from_variant(GVariant *variant, std::vector<Port> &ports,
 		ports.push_back(port_from_variant(record.get()));
 	}
 	return true;
+}
+
+std::vector<Port> added_ports(const std::vector<Port> &before,
+			      const std::vector<Port> &after)
+{
+	std::map<std::pair<std::string, gint32>, std::size_t> known;
+	std::vector<Port> added;
+
+	for (const Port &port : before)
+		++known[{port.name, port.number}];
+	for (const Port &port : after) {
+		std::size_t &left = known[{port.name, port.number}];
+		if (left > 0)
+			--left;
+		else
+			added.push_back(port);
+	}
+	return added;
 }
 
 const Port *select_port(const std::vector<Port> &ports, const std::string &text,

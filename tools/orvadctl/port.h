@@ -35,6 +35,12 @@ struct Port {
 bool ports_from_variant(GVariant *variant, std::vector<Port> &ports,
 			GError **error);
 
+/// The ports of after that before does not have, in their order there. A port
+/// is known by its name and number; of several with the same, as many are new
+/// as there are more.
+std::vector<Port> added_ports(const std::vector<Port> &before,
+			      const std::vector<Port> &after);
+
 /// The port that PORT on the command line means: the one with that number,
 /// else the one with that configuration name. Null with error set when there
 /// is none, or when several share the name. NO_NUMBER means the port that the

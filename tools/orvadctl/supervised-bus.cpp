@@ -1,7 +1,5 @@
 #include "supervised-bus.h"
 
-#include "error.h"
-
 namespace orvadctl
 {
 
@@ -11,11 +9,6 @@ namespace
 constexpr const char *SUPERVISED_NAME = "com.vexa.IOSupervised.Supervised";
 constexpr const char *SUPERVISED_PATH = "/com/vexa/IOSupervised/Supervised";
 constexpr const char *NO_PORT_ERROR = "com.vexa.IOSupervised.Error.No_port";
-
-bool says_not_served(const GError *error)
-{
-	return says_service_missing(error) || says_object_missing(error);
-}
 
 bool says_nothing_to_tell(const GError *error)
 {
@@ -93,12 +86,7 @@ SupervisedPtr open_supervised(IOControlState *daemon, GError **error)
 
 void explain_supervised_error(GError **error)
 {
-	if (!error || !*error || !says_not_served(*error)) {
-		explain_call_error(error);
-		return;
-	}
-	g_clear_error(error);
-	set_failure(error, "the port daemon does not serve supervised inputs");
+	explain_interface_error(error, "supervised inputs");
 }
 
 void explain_supervised_error(GError **error, const Port &port)
