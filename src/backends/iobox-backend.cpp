@@ -19,8 +19,8 @@ constexpr util::BusObject kMonitor = {
 	.interface = "com.vexa.IOBoxMonitor",
 };
 
-/// The reply of a method whose answer does not matter.
-constexpr const char *kAnyReply = "r";
+/// Complains of the monitor's signals, which every port hears. Main thread.
+util::RateLimit signal_complaints;
 
 /// The reply, which is of type @p type, or null when there is none, which has
 /// been logged then. Any thread.
@@ -61,7 +61,7 @@ void send_mode(const IOPort *port)
 	iobox_dbus_call(data, "SetIOMode",
 			g_variant_new("(iis)", port->number, data->level.load(),
 				      mode_word(port)),
-			kAnyReply);
+			util::kAnyReply);
 }
 
 const char *single_string(const util::VariantPtr &reply)
@@ -69,6 +69,12 @@ const char *single_string(const util::VariantPtr &reply)
 	const char *text = nullptr;
 	g_variant_get(reply.get(), "(&s)", &text);
 	return text;
+}
+
+int state_of(IOPort *port, const char *word)
+{
+	return iobox_state_to_orvad_state(
+		word, &backend::data<IoboxPortData>(port)->complaints);
 }
 
 void take_state(IOPort *port, int state)
@@ -80,18 +86,14 @@ void take_state(IOPort *port, int state)
 
 void on_state_changed(IOPort *port, GVariant *parameters)
 {
-	auto *data = backend::data<IoboxPortData>(port);
-	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)"))) {
-		data->complaints.warn("Ignoring IOStateChanged of type %s",
-				      g_variant_get_type_string(parameters));
+	if (!util::is_of_type(parameters, "(is)", "IOStateChanged",
+			      &signal_complaints))
 		return;
-	}
 	gint32 number = 0;
 	const char *word = nullptr;
 	g_variant_get(parameters, "(i&s)", &number, &word);
 	if (number == port->number)
-		take_state(port,
-			   iobox_state_to_orvad_state(word, &data->complaints));
+		take_state(port, state_of(port, word));
 }
 
 void on_signal(GDBusProxy *proxy, const char *sender, const char *signal,
@@ -150,9 +152,8 @@ bool read_initial_state(IOPort *port)
 		      "iobox_port_setup@219: Could not get initial IO state");
 		return false;
 	}
-	auto *data = backend::data<IoboxPortData>(port);
-	data->state = iobox_state_to_orvad_state(single_string(reply),
-						 &data->complaints);
+	backend::data<IoboxPortData>(port)->state =
+		state_of(port, single_string(reply));
 	return true;
 }
 
@@ -314,6 +315,8 @@ int iobox_state_to_orvad_state(const char *word, util::RateLimit *complaints)
 		complaints->warn("iobox_state_to_orvad_state@67: Unrecognized "
 				 "iobox supervised state: %s",
 				 word);
+	else
+		complaints->settle();
 	return static_cast<int>(state);
 }
 

@@ -28,7 +28,7 @@ struct IoboxPortData {
 	util::ScopedSignal signal_id;
 	/// A SupervisedState: what the line was last.
 	std::atomic<int> state = 0;
-	/// Complains of what the monitor says. Main thread.
+	/// Complains of the words that the monitor uses. Main thread.
 	util::RateLimit complaints;
 };
 

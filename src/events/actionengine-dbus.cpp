@@ -29,7 +29,6 @@ constexpr const char *kRemove =
 
 /// The templates, of which the first child of the answer to kList is an array.
 constexpr const char *kTemplates = "a(sssa{ss})";
-constexpr const char *kAnyReply = "r";
 
 /// The actions that need a port to drive.
 struct ActionTemplate {
@@ -83,8 +82,8 @@ util::VariantPtr templates_in(GVariant *reply, GError **error)
 
 bool list_templates(Presence *presence, GError **error)
 {
-	const auto reply =
-		util::call(engine.get(), kList, nullptr, kAnyReply, error);
+	const auto reply = util::call(engine.get(), kList, nullptr,
+				      util::kAnyReply, error);
 	const auto templates =
 		reply ? templates_in(reply.get(), error) : nullptr;
 	if (!templates)
@@ -102,7 +101,7 @@ bool add_template(const ActionTemplate &action)
 {
 	util::Error error;
 	if (util::call(engine.get(), kAdd, g_variant_new("(s)", action.file),
-		       kAnyReply, &error))
+		       util::kAnyReply, &error))
 		return true;
 	g_warning("Failed to add template %s: %s", action.id, error.message());
 	return false;
@@ -112,7 +111,7 @@ bool remove_template(const ActionTemplate &action)
 {
 	util::Error error;
 	if (util::call(engine.get(), kRemove, g_variant_new("(s)", action.id),
-		       kAnyReply, &error))
+		       util::kAnyReply, &error))
 		return true;
 	g_warning("Failed to remove template %s: %s", action.id,
 		  error.message());

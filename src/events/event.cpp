@@ -135,6 +135,23 @@ guint32 declare_built_in(const IOPort *port, const IOEvent &event)
 			       : supervised_port_event_declaration(port));
 }
 
+SupervisedState wiring_of(IOPort *port)
+{
+	return io_port_supervised_input(port)
+		       ? io_port_get_supervised_state(port)
+		       : SUPERVISED_OPEN;
+}
+
+/// Before the port's set-up is over, what is told is not what its line is.
+void note_early_state(IOPort *port, IOEvent *event)
+{
+	event->declared_early = port->setting_up || !port->is_setup;
+	if (!event->declared_early)
+		return;
+	event->early_state = io_port_get_state(port);
+	event->early_wiring = wiring_of(port);
+}
+
 void declare_configured(IOPort *port, IOEvent *event)
 {
 	const char *name = event->name->c_str();
@@ -148,7 +165,7 @@ void declare_configured(IOPort *port, IOEvent *event)
 		return;
 	}
 	set_declaration_id(event, id);
-	event->declared_early = port->setting_up || !port->is_setup;
+	note_early_state(port, event);
 	if (event_declaration_is_property(declaration.get()) &&
 	    !event->declare_only && !send_configured(port, *event, id))
 		g_warning("Failed to send initial state of event %s for port "
@@ -156,16 +173,16 @@ void declare_configured(IOPort *port, IOEvent *event)
 			  name, port->number);
 }
 
-/// What was sent when the event was declared early may not be what the port's
-/// line has turned out to be. An inactive port was told right, but the wiring
-/// of a supervised input has more states than that.
+/// Tells what the port's line has turned out to be, when that is not what was
+/// told early.
 void correct_initial_state(IOPort *port, IOEvent *event)
 {
 	if (!event->declared_early || !port->is_setup)
 		return;
 	event->declared_early = false;
 	const int state = io_port_get_state(port);
-	if (state != 0 || io_port_supervised_input(port))
+	if (state != event->early_state ||
+	    wiring_of(port) != event->early_wiring)
 		io_event_send_event(port, event, state);
 }
 

@@ -4,6 +4,8 @@
 /// port configuration says about it and whether it is declared at the moment.
 /// The functions that work on it are in port-seam.h.
 
+#include "ioport/supervised-utils.h"
+
 #include <glib.h>
 
 #include <list>
@@ -43,6 +45,9 @@ struct IOEvent {
 	/// known.
 	/// Main thread.
 	bool declared_early = false;
+	/// What it told then: the port's state, and that of its wiring.
+	int early_state = 0;
+	SupervisedState early_wiring = SUPERVISED_OPEN;
 
 	/// Guards the three fields below, which the main thread and the port's
 	/// action thread both use. A leaf: nothing but the event library is

@@ -141,7 +141,9 @@ PortRef take_playing(const IOPort *port)
 /// that.
 void discount_thread(const IOPort *port)
 {
-	take_playing(port) = {};
+	{
+		const PortRef last = take_playing(port);
+	}
 	const std::lock_guard guard(threads_mutex);
 	--threads_running;
 	threads_cond.notify_all();

@@ -28,28 +28,19 @@ PtzEnabled ptz_from(gboolean enabled)
 	return enabled ? PTZ_ON : PTZ_OFF;
 }
 
-bool has_owner()
-{
-	return coordinator_proxy &&
-	       util::CharPtr(g_dbus_proxy_get_name_owner(
-		       coordinator_proxy.get())) != nullptr;
-}
-
 /// What the coordinator says, or that there is none; nothing when what it says
 /// cannot be understood.
 std::optional<PtzEnabled> read_ptz()
 {
-	if (!has_owner())
+	if (!coordinator_proxy || !util::has_owner(coordinator_proxy.get()))
 		return PTZ_UNKNOWN;
 	const util::VariantPtr enabled(g_dbus_proxy_get_cached_property(
 		coordinator_proxy.get(), "PTZEnabled"));
 	if (!enabled)
 		return PTZ_UNKNOWN;
-	if (g_variant_is_of_type(enabled.get(), G_VARIANT_TYPE_BOOLEAN))
-		return ptz_from(g_variant_get_boolean(enabled.get()));
-	g_warning("Ignoring PTZEnabled of type %s",
-		  g_variant_get_type_string(enabled.get()));
-	return {};
+	if (!util::is_of_type(enabled.get(), "b", "PTZEnabled", &complaints))
+		return {};
+	return ptz_from(g_variant_get_boolean(enabled.get()));
 }
 
 void on_owner_changed(GDBusProxy *, GParamSpec *, gpointer)
@@ -64,11 +55,9 @@ void on_coordinator_signal(GDBusProxy *proxy, const char *sender,
 	if (std::strcmp(signal, "PtzEnabledChanged") != 0 ||
 	    !util::is_from_owner(proxy, sender))
 		return;
-	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ib)"))) {
-		complaints.warn("Ignoring PtzEnabledChanged of type %s",
-				g_variant_get_type_string(parameters));
+	if (!util::is_of_type(parameters, "(ib)", "PtzEnabledChanged",
+			      &complaints))
 		return;
-	}
 	gboolean enabled = FALSE;
 	g_variant_get(parameters, "(ib)", nullptr, &enabled);
 	virtual_input_set_ptz_enabled(ptz_from(enabled));

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 #include <list>
+#include <string>
+#include <utility>
 
 namespace
 {
@@ -26,8 +28,9 @@ constexpr auto kChannelFlags = G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS;
 /// One followed channel.
 struct Channel {
 	util::ProxyPtr proxy;
-	/// One more than the channel's number; by it the trigger that goes with
-	/// the service is found. Other services know the triggers that stay.
+	/// One more than the channel's number. By it the trigger is found that
+	/// goes when the service does: that of channel 1 stays, and clients
+	/// rely on that.
 	int number = 0;
 	/// Whether EnabledChanged is followed.
 	bool followed = false;
@@ -44,11 +47,6 @@ util::RateLimit complaints;
 void log_no_proxy(const util::Error &error)
 {
 	g_warning("Error creating proxy: %s\n", error.message());
-}
-
-bool has_owner(GDBusProxy *proxy)
-{
-	return util::CharPtr(g_dbus_proxy_get_name_owner(proxy)) != nullptr;
 }
 
 bool has_properties(GDBusProxy *proxy)
@@ -74,11 +72,8 @@ void on_enabled_changed(GDBusConnection *, const char *sender, const char *path,
 		});
 	if (found == proxys.end())
 		return;
-	if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(b)"))) {
-		complaints.warn("Ignoring EnabledChanged of type %s",
-				g_variant_get_type_string(parameters));
+	if (!util::is_of_type(parameters, "(b)", "EnabledChanged", &complaints))
 		return;
-	}
 	gboolean enabled = FALSE;
 	g_variant_get(parameters, "(b)", &enabled);
 	virtual_input_set_channel_enabled(found->number - 1, enabled != FALSE);
@@ -94,12 +89,12 @@ bool look_at(GDBusProxy *proxy, int channel)
 		virtual_input_set_channel_enabled(channel, true);
 		return false;
 	}
-	if (g_variant_is_of_type(enabled.get(), G_VARIANT_TYPE_BOOLEAN))
+	if (util::is_of_type(enabled.get(), "b",
+			     "Enabled of video channel " +
+				     std::to_string(channel),
+			     &complaints))
 		virtual_input_set_channel_enabled(
 			channel, g_variant_get_boolean(enabled.get()) != FALSE);
-	else
-		g_warning("Ignoring Enabled of type %s of video channel %d",
-			  g_variant_get_type_string(enabled.get()), channel);
 	return true;
 }
 
@@ -153,7 +148,7 @@ void drop_channels()
 
 void on_owner_changed(GDBusProxy *proxy, GParamSpec *, gpointer)
 {
-	if (has_owner(proxy))
+	if (util::has_owner(proxy))
 		enumerate_channels();
 	else
 		drop_channels();
@@ -176,7 +171,7 @@ void streamer_dbus_init()
 	enabled_signal = util::ScopedSubscription(
 		g_dbus_proxy_get_connection(monitor_proxy.get()), kName,
 		kInterface, "EnabledChanged", on_enabled_changed);
-	if (has_owner(monitor_proxy.get()))
+	if (util::has_owner(monitor_proxy.get()))
 		enumerate_channels();
 }
 

@@ -7,6 +7,9 @@
 #include "platform/streamer-dbus.h"
 
 #include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
 
 namespace
 {

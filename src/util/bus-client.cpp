@@ -65,6 +65,21 @@ private:
 	std::thread timer_;
 };
 
+/// The connection that system_bus() has given out, while anybody has it.
+GWeakRef shared_bus;
+
+ObjectPtr<GDBusConnection> connect(GError **error)
+{
+	const ServiceIdentity identity;
+	const Deadline deadline;
+	ObjectPtr<GDBusConnection> connection(g_bus_get_sync(
+		G_BUS_TYPE_SYSTEM, deadline.cancellable(), error));
+	if (connection)
+		g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+	g_weak_ref_set(&shared_bus, connection.get());
+	return connection;
+}
+
 } // namespace
 
 PrivateConnection::PrivateConnection(GError **error)
@@ -91,13 +106,9 @@ PrivateConnection::~PrivateConnection()
 
 ObjectPtr<GDBusConnection> system_bus(GError **error)
 {
-	const ServiceIdentity identity;
-	const Deadline deadline;
-	ObjectPtr<GDBusConnection> connection(g_bus_get_sync(
-		G_BUS_TYPE_SYSTEM, deadline.cancellable(), error));
-	if (connection)
-		g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
-	return connection;
+	ObjectPtr<GDBusConnection> present(
+		static_cast<GDBusConnection *>(g_weak_ref_get(&shared_bus)));
+	return present ? std::move(present) : connect(error);
 }
 
 ProxyPtr new_proxy(GDBusConnection *connection, const BusObject &object,
@@ -116,10 +127,27 @@ ProxyPtr new_proxy(const BusObject &object, GDBusProxyFlags flags,
 			  : nullptr;
 }
 
+bool has_owner(GDBusProxy *proxy)
+{
+	return CharPtr(g_dbus_proxy_get_name_owner(proxy)) != nullptr;
+}
+
 bool is_from_owner(GDBusProxy *proxy, const char *sender)
 {
 	const CharPtr owner(g_dbus_proxy_get_name_owner(proxy));
 	return owner && g_strcmp0(owner.get(), sender) == 0;
+}
+
+bool is_of_type(GVariant *value, const char *type, const std::string &what,
+		RateLimit *complaints)
+{
+	if (!g_variant_is_of_type(value, G_VARIANT_TYPE(type))) {
+		complaints->warn("Ignoring %s of type %s", what.c_str(),
+				 g_variant_get_type_string(value));
+		return false;
+	}
+	complaints->settle();
+	return true;
 }
 
 VariantPtr call(GDBusProxy *proxy, const char *method, GVariant *arguments,

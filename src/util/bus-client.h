@@ -4,6 +4,9 @@
 /// any other: what it sends is looked at before it is read.
 
 #include "util/glib-ptr.h"
+#include "util/rate-limit.h"
+
+#include <string>
 
 namespace util
 {
@@ -54,9 +57,20 @@ ProxyPtr new_proxy(GDBusConnection *connection, const BusObject &object,
 ProxyPtr new_proxy(const BusObject &object, GDBusProxyFlags flags,
 		   GError **error);
 
+/// Whether the service is on the bus.
+bool has_owner(GDBusProxy *proxy);
+
 /// Whether @p sender, a connection, is the service that the proxy stands for. A
 /// signal may come from anybody.
 bool is_from_owner(GDBusProxy *proxy, const char *sender);
+
+/// Whether @p value, which a service has sent, is of the type that it has to be
+/// before it is read. Complains of @p what when it is not.
+bool is_of_type(GVariant *value, const char *type, const std::string &what,
+		RateLimit *complaints);
+
+/// The type of a reply that is not looked at: any.
+constexpr const char *kAnyReply = "r";
 
 /// Calls @p method with @p arguments (floating, or null for none) and blocks
 /// until there is an answer, which is of type @p reply, or the bus's default

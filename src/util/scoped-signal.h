@@ -2,6 +2,8 @@
 
 #include "util/glib-ptr.h"
 
+#include <utility>
+
 namespace util
 {
 
