@@ -294,12 +294,16 @@ void io_port_run_sequence_internal(std::vector<ActionStep> steps)
 	io_port_unref(port);
 }
 
-void io_port_join_sequences()
+void io_port_abort_sequences()
 {
 	for (const PortRef &port : copy_playing()) {
 		io_port_lock_exclusive(port.get());
 		port->lock.unlock();
 	}
+}
+
+void io_port_join_sequences()
+{
 	std::unique_lock guard(threads_mutex);
 	threads_cond.wait(guard, [] { return threads_running == 0; });
 }

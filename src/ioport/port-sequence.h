@@ -42,9 +42,12 @@ bool io_port_run_action_sequence(PortRef &port, std::vector<ActionStep> steps);
 /// The thread's body: plays @p steps and announces their end.
 void io_port_run_sequence_internal(std::vector<ActionStep> steps);
 
-/// Ends every sequence, those of ports that are in no list any more included,
-/// and waits until no action thread is left. None may be started meanwhile. No
-/// lock may be held.
+/// Ends every sequence that runs now, those of ports that are on no list any
+/// more included. No lock may be held.
+void io_port_abort_sequences();
+
+/// Waits until no action thread is left. Every sequence must have been told to
+/// stop, or end by itself.
 void io_port_join_sequences();
 
 /// A new manual trigger, set up and disabled: a virtual output named

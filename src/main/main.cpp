@@ -155,6 +155,7 @@ void stop()
 	term_source.reset();
 	hup_source.reset();
 	io_port_list_free();
+	io_port_abort_sequences();
 	io_port_join_sequences();
 }
 

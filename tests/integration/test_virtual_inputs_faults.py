@@ -66,7 +66,7 @@ def test_channel_s_property_of_another_type(follow, value):
     kind = value.get_type_string()
     device = follow(channels={1: value, 2: True, 3: value})
     assert device.triggers() == {2: True}
-    complaints = [f"Ignoring Enabled of type {kind} of video channel {channel}"
+    complaints = [f"Ignoring Enabled of video channel {channel} of type {kind}"
                   for channel in (1, 3)]
     assert device.warnings() == complaints
     # What it signals can be understood.

@@ -226,6 +226,21 @@ TEST_F(PortSequenceThreadsTest, AThreadThatCannotBeStartedIsARefusal)
 	EXPECT_EQ(done_count(), 1U);
 }
 
+TEST_F(PortSequenceThreadsTest, ASequenceWithoutAnOwnerCanBeEnded)
+{
+	constexpr int kLongMs = 1000 * 1000;
+	{
+		const PortRef port = make_set_up_port(PORT_OUTPUT);
+		ASSERT_TRUE(start(port, {{port.get(), false, true, kLongMs},
+					 {port.get(), false, false, 0}}));
+	}
+	spin_until([] { return recorder::count("full.set_state(p, 1)") == 1; });
+	io_port_abort_sequences();
+	io_port_join_sequences();
+	EXPECT_EQ(done_count(), 1U);
+	EXPECT_EQ(recorder::count("full.set_state(p, 0)"), 0U);
+}
+
 TEST_F(PortSequenceThreadsTest, AWriteWaitsForTheLock)
 {
 	constexpr int kRounds = 1000;
