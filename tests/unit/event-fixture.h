@@ -12,6 +12,9 @@
 
 #include <gmock/gmock.h>
 
+inline constexpr const char *kSupervisedPort =
+	"com.vexa.Event.Qel.SupervisedPort";
+
 inline void PrintTo(const fake_vxevent::Sent &sent, std::ostream *stream)
 {
 	*stream << sent.id << " " << testing::PrintToString(sent.values);

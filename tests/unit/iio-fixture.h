@@ -15,6 +15,9 @@
 
 #include <gmock/gmock.h>
 
+/// The last words of a setup that failed.
+inline constexpr char kSetupFailed[] = "Failed to setup iio device.";
+
 /// What get_supervised_readout gives.
 struct Readout {
 	bool success = false;

@@ -5,6 +5,18 @@
 #include "backends/iio-backend.h"
 #include "iio-fixture.h"
 
+/// The folder of the trigger "timer".
+inline constexpr char kFolder[] =
+	"/sys/kernel/config/iio/triggers/hrtimer/timer";
+
+/// What is logged about a file of the devices.
+inline std::string failed_to(const std::string &what, const std::string &path,
+			     const std::string &why)
+{
+	return "Failed to " + what + " sysfs path '/sys/bus/iio/devices/" +
+	       path + "': " + why;
+}
+
 /// A port on the backend. The buffer of the device "sampler", number 1, holds
 /// words of 12 bits, above four that do not count; the trigger is that of the
 /// device "converter", number 2, and is to be "timer".

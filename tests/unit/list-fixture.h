@@ -5,6 +5,13 @@
 #include "ioport/port-list.h"
 #include "port-fixture.h"
 
+/// What the action engine is told, according to whether there are outputs.
+inline constexpr const char *kWanted =
+	"actionengine_dbus_update_action_registration"
+	"(1)";
+inline constexpr const char *kUnwanted = "actionengine_dbus_update_action_"
+					 "registration(0)";
+
 class ListTest : public PortTest
 {
 protected:

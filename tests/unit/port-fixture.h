@@ -22,11 +22,16 @@ protected:
 	}
 };
 
+inline PortRef new_port()
+{
+	return PortRef::adopt(io_port_new());
+}
+
 /// A new port "p", bound to the backend "full" but not set up.
 inline PortRef make_port(IOPortType type, int number = 1,
 			 const char *name = "p")
 {
-	PortRef port = PortRef::adopt(io_port_new());
+	PortRef port = new_port();
 	port->type = type;
 	port->direction = type != PORT_OUTPUT;
 	port->number = number;
@@ -41,6 +46,20 @@ inline PortRef make_set_up_port(IOPortType type, int number = 1,
 				const char *name = "p")
 {
 	PortRef port = make_port(type, number, name);
+	EXPECT_TRUE(io_port_setup(port.get()));
+	recorder::reset();
+	return port;
+}
+
+/// An output in memory, as manual triggers are.
+inline PortRef make_virtual_output()
+{
+	PortRef port = new_port();
+	port->type = PORT_OUTPUT;
+	port->direction = false;
+	port->number = 5;
+	port->name = "v";
+	io_port_set_backend(port.get(), BACKEND_VIRTUAL);
 	EXPECT_TRUE(io_port_setup(port.get()));
 	recorder::reset();
 	return port;

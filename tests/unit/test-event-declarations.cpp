@@ -9,8 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
 
-constexpr const char *kSupervisedPort = "com.vexa.Event.Qel.SupervisedPort";
-
 class EventDeclarationTest : public EventTest
 {
 protected:

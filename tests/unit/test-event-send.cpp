@@ -9,7 +9,6 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char *kSupervisedPort = "com.vexa.Event.Qel.SupervisedPort";
 constexpr const char *kConfigured = "com.example.Door";
 constexpr const char *kManualTrigger = "com.vexa.Event.Qel.ManualTrigger";
 

@@ -9,8 +9,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr const char *kSupervisedPort = "com.vexa.Event.Qel.SupervisedPort";
-
 std::string call(const char *function, guint32 id)
 {
 	return std::string(function) + "(" + std::to_string(id) + ")";

@@ -19,16 +19,8 @@ using testing::StartsWith;
 
 using IioBackendTest = IioTest;
 
-constexpr char kFolder[] = "/sys/kernel/config/iio/triggers/hrtimer/timer";
 constexpr char kMadeFolder[] =
 	"mkdir(/sys/kernel/config/iio/triggers/hrtimer/timer, 775)";
-
-std::string failed_to(const std::string &what, const std::string &path,
-		      const std::string &why)
-{
-	return "Failed to " + what + " sysfs path '/sys/bus/iio/devices/" +
-	       path + "': " + why;
-}
 
 // ---- configuration ----
 

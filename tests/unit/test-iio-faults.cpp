@@ -13,16 +13,6 @@ using testing::ElementsAre;
 using IioFaultTest = IioTest;
 using IioDeathTest = IioTest;
 
-constexpr char kFailed[] = "Failed to setup iio device.";
-constexpr char kFolder[] = "/sys/kernel/config/iio/triggers/hrtimer/timer";
-
-std::string failed_to(const std::string &what, const std::string &path,
-		      const std::string &why)
-{
-	return "Failed to " + what + " sysfs path '/sys/bus/iio/devices/" +
-	       path + "': " + why;
-}
-
 // ---- faults ----
 
 TEST_F(IioFaultTest, BothDevicesMustBeThere)
@@ -34,10 +24,11 @@ TEST_F(IioFaultTest, BothDevicesMustBeThere)
 	EXPECT_TRUE(set_up_fails());
 	parse("device", "name", "sampler");
 	EXPECT_TRUE(set_up_fails());
-	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("Failed to find device name: -1 2", kFailed,
-				"Failed to find device name: -1 -1", kFailed,
-				"Failed to find device name: 1 -1", kFailed));
+	EXPECT_THAT(
+		log_.warnings(),
+		ElementsAre("Failed to find device name: -1 2", kSetupFailed,
+			    "Failed to find device name: -1 -1", kSetupFailed,
+			    "Failed to find device name: 1 -1", kSetupFailed));
 	EXPECT_EQ(recorder::count("mkdir("), 0U);
 }
 
@@ -50,7 +41,7 @@ TEST_F(IioFaultTest, TheTriggerMustBeThere)
 		    ElementsAre("Failed to create sysfs directory '" +
 					std::string(kFolder) +
 					"': Operation not permitted",
-				"Failed to find trigger", kFailed));
+				"Failed to find trigger", kSetupFailed));
 	EXPECT_EQ(recorder::count("write("), 0U);
 }
 
@@ -63,7 +54,7 @@ TEST_F(IioFaultTest, ATriggersNameThatLeadsOutOfItsFolderIsRefused)
 		parse("device", "hrtimer", name);
 		EXPECT_TRUE(set_up_fails()) << name;
 		EXPECT_THAT(log_.warnings(),
-			    ElementsAre("Failed to find trigger", kFailed))
+			    ElementsAre("Failed to find trigger", kSetupFailed))
 			<< name;
 	}
 	EXPECT_EQ(recorder::count("mkdir("), 0U);
@@ -74,8 +65,9 @@ TEST_F(IioFaultTest, ANameWithASlashIsThatOfNoDevice)
 	configure(PORT_INPUT);
 	parse("device", "name", "../iio:device1");
 	EXPECT_TRUE(set_up_fails());
-	EXPECT_THAT(log_.warnings(),
-		    ElementsAre("Failed to find device name: -1 2", kFailed));
+	EXPECT_THAT(
+		log_.warnings(),
+		ElementsAre("Failed to find device name: -1 2", kSetupFailed));
 }
 
 /// Fails one write after the other; none after it is made.
@@ -101,7 +93,7 @@ TEST_F(IioFaultTest, AFailedWriteEndsTheSetUp)
 		EXPECT_THAT(log_.warnings(),
 			    ElementsAre(failed_to("write", files[i],
 						  "Invalid argument"),
-					kFailed));
+					kSetupFailed));
 	}
 }
 
@@ -117,7 +109,7 @@ TEST_F(IioFaultTest, ABufferThatCannotBeStartedEndsTheSetUp)
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre(failed_to("write", "iio:device1/buffer/enable",
 					  "Device or resource busy"),
-				kFailed));
+				kSetupFailed));
 	EXPECT_EQ(recorder::count("open("), 0U);
 }
 
@@ -131,10 +123,10 @@ TEST_F(IioFaultTest, AFileThatCannotBeOpenedOrClosedEndsTheSetUp)
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre(failed_to("close", "iio:device1/buffer/enable",
 					  "Input/output error"),
-				kFailed,
+				kSetupFailed,
 				failed_to("open", "iio:device1/buffer/enable",
 					  "Permission denied"),
-				kFailed));
+				kSetupFailed));
 }
 
 TEST_F(IioFaultTest, ATypeThatCannotBeReadEndsTheSetUp)
@@ -149,7 +141,7 @@ TEST_F(IioFaultTest, ATypeThatCannotBeReadEndsTheSetUp)
 				  "iio:device1/scan_elements/in_voltage_type",
 				  "No such file or directory"),
 			"Failed to find device type: No such file or directory",
-			kFailed));
+			kSetupFailed));
 	EXPECT_EQ(recorder::count("write(iio:device1"), 0U);
 }
 
@@ -160,7 +152,7 @@ TEST_F(IioFaultTest, AnEmptyTypeEndsTheSetUp)
 	EXPECT_TRUE(set_up_fails());
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre("Failed to find device type: Invalid argument",
-				kFailed));
+				kSetupFailed));
 }
 
 TEST_F(IioFaultTest, ADeviceFileThatCannotBeOpenedEndsTheSetUp)
@@ -174,9 +166,9 @@ TEST_F(IioFaultTest, ADeviceFileThatCannotBeOpenedEndsTheSetUp)
 	EXPECT_THAT(
 		log_.warnings(),
 		ElementsAre("Failed to open device: Device or resource busy",
-			    kFailed,
+			    kSetupFailed,
 			    "Failed to open device: No such file or directory",
-			    kFailed));
+			    kSetupFailed));
 }
 
 TEST_F(IioFaultTest, LinesThatCannotBeHadAreComplainedOfBeforeTheConverter)

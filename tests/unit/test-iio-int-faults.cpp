@@ -18,7 +18,6 @@ using testing::StartsWith;
 using IioIntFaultTest = IioIntTest;
 using IioIntDeathTest = IioIntTest;
 
-constexpr char kFailed[] = "Failed to setup iio device.";
 constexpr char kDevFile[] = "/dev/iio:device0";
 constexpr char kNotThere[] = "No such file or directory";
 
@@ -54,9 +53,9 @@ TEST_F(IioIntFaultTest, NamesThatLeadOutOfTheirFolderAreRefused)
 	EXPECT_TRUE(set_up_fails());
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre("'../voltage3' cannot be part of a file's name",
-				kFailed,
+				kSetupFailed,
 				"'/near' cannot be part of a file's name",
-				kFailed));
+				kSetupFailed));
 	EXPECT_THAT(fake_iio::open_files(), IsEmpty());
 }
 
@@ -67,7 +66,8 @@ TEST_F(IioIntFaultTest, ADeviceFileThatCannotBeOpenedIsComplainedOf)
 	EXPECT_TRUE(set_up_fails());
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre("Failed to open device: Permission denied",
-				"Failed to open backend->device", kFailed));
+				"Failed to open backend->device",
+				kSetupFailed));
 	EXPECT_EQ(recorder::count("get_event_fd("), 0U);
 	EXPECT_EQ(recorder::count("write("), 0U);
 }
@@ -80,7 +80,8 @@ TEST_F(IioIntFaultTest, ADeviceWithoutEventsIsComplainedOfAndClosed)
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre("Failed to open device /dev/iio:device0: No "
 				"such device",
-				"Failed to open backend->device", kFailed));
+				"Failed to open backend->device",
+				kSetupFailed));
 	EXPECT_THAT(fake_iio::open_files(), IsEmpty());
 	log_.clear();
 	fake_iio::fail(Call::EVENT_FD, kDevFile, fake_iio::kNoDescriptor);
@@ -122,7 +123,7 @@ TEST_F(IioIntFaultTest, AThresholdThatCannotBeOpenedEndsTheSetUp)
 		EXPECT_TRUE(set_up_fails());
 		EXPECT_THAT(log_.warnings(),
 			    ElementsAre(cannot_open(threshold_file(attribute)),
-					kFailed));
+					kSetupFailed));
 	}
 }
 
@@ -133,7 +134,8 @@ TEST_F(IioIntFaultTest, APathThatIsTooLongIsCut)
 	EXPECT_TRUE(set_up_fails());
 	const std::string path =
 		"iio:device0/events/in_" + std::string(199 - 43, 'x');
-	EXPECT_THAT(log_.warnings(), ElementsAre(cannot_open(path), kFailed));
+	EXPECT_THAT(log_.warnings(),
+		    ElementsAre(cannot_open(path), kSetupFailed));
 }
 
 TEST_F(IioIntFaultTest, AFailedWriteEndsTheSetUp)
@@ -148,7 +150,7 @@ TEST_F(IioIntFaultTest, AFailedWriteEndsTheSetUp)
 		EXPECT_THAT(log_.warnings(),
 			    Contains("Failed to write sysfs: Invalid "
 				     "argument"));
-		EXPECT_EQ(log_.warnings().back(), kFailed);
+		EXPECT_EQ(log_.warnings().back(), kSetupFailed);
 	}
 	EXPECT_THAT(writes(), ElementsAre(threshold("either_en", "0"),
 					  threshold("falling_value", "0")));
@@ -167,9 +169,9 @@ void expect_setting_needed(const IOPortFunctions *functions, IOPort *port,
 	fake_iio::fail(Call::CLOSE, path, EIO);
 	EXPECT_TRUE(functions->setup(port, 0));
 	EXPECT_THAT(log.warnings(),
-		    ElementsAre(cannot_open(path), kFailed,
+		    ElementsAre(cannot_open(path), kSetupFailed,
 				"Failed to write sysfs: Invalid argument",
-				kFailed, "Couldn't close " + name));
+				kSetupFailed, "Couldn't close " + name));
 }
 
 TEST_F(IioIntFaultTest, ASampleFrequencyMustBeTaken)
@@ -179,7 +181,7 @@ TEST_F(IioIntFaultTest, ASampleFrequencyMustBeTaken)
 	EXPECT_TRUE(set_up_fails());
 	EXPECT_THAT(log_.warnings(),
 		    ElementsAre(cannot_open("iio:device0/sampling_frequency"),
-				kFailed));
+				kSetupFailed));
 	fake_iio::set("iio:device0/sampling_frequency", "\n");
 	fake_iio::fail(Call::CLOSE, "iio:device0/sampling_frequency", EIO);
 	log_.clear();
@@ -223,7 +225,7 @@ TEST_F(IioIntFaultTest, LinesThatCannotBeHadAreComplainedOf)
 				"iio_int_setup_gpio: assertion "
 				"'iio_int_set_control_pins (port)' failed"));
 	EXPECT_EQ(recorder::count("open("), 0U);
-	EXPECT_THAT(log_.warnings(), Not(Contains(kFailed)));
+	EXPECT_THAT(log_.warnings(), Not(Contains(kSetupFailed)));
 }
 
 TEST_F(IioIntDeathTest, ASetUpWithoutARecordIsAnError)

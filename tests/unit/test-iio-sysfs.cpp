@@ -18,8 +18,8 @@ using IioSysfsTest = IioKernelTest;
 constexpr char kRaw[] = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";
 constexpr char kShortRaw[] = "iio:device0/in_voltage0_raw";
 
-std::string failed_to(const std::string &what, const std::string &why,
-		      const std::string &path = kRaw)
+std::string cannot(const std::string &what, const std::string &why,
+		   const std::string &path = kRaw)
 {
 	return "Failed to " + what + " sysfs path '" + path + "': " + why;
 }
@@ -50,8 +50,8 @@ TEST_F(IioSysfsTest, AFileThatIsNotThereLeavesTheTextAlone)
 	EXPECT_FALSE(iio_read_sysfs(kRaw, &contents));
 	EXPECT_EQ(contents, "before");
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to("read", "No such file or "
-						  "directory")));
+		    ElementsAre(cannot("read", "No such file or "
+					       "directory")));
 }
 
 TEST_F(IioSysfsTest, AFileThatCannotBeReadLeavesTheTextAlone)
@@ -62,7 +62,7 @@ TEST_F(IioSysfsTest, AFileThatCannotBeReadLeavesTheTextAlone)
 	EXPECT_FALSE(iio_read_sysfs(kRaw, &contents));
 	EXPECT_EQ(contents, "before");
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to("read", "Input/output error")));
+		    ElementsAre(cannot("read", "Input/output error")));
 }
 
 // ---- writing ----
@@ -90,8 +90,8 @@ TEST_F(IioSysfsTest, NoFileIsMade)
 {
 	EXPECT_FALSE(iio_write_sysfs(kRaw, "1"));
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to("open", "No such file or "
-						  "directory")));
+		    ElementsAre(cannot("open", "No such file or "
+					       "directory")));
 	EXPECT_EQ(fake_iio::get(kShortRaw), "");
 }
 
@@ -101,7 +101,7 @@ TEST_F(IioSysfsTest, AFailedWriteIsWarnedOf)
 	fake_iio::fail(Call::WRITE, kShortRaw, EBUSY);
 	EXPECT_FALSE(iio_write_sysfs(kRaw, "1"));
 	EXPECT_FALSE(iio_write_sysfs(kRaw, 1));
-	const std::string text = failed_to("write", "Device or resource busy");
+	const std::string text = cannot("write", "Device or resource busy");
 	EXPECT_THAT(log_.warnings(), ElementsAre(text, text));
 }
 
@@ -111,7 +111,7 @@ TEST_F(IioSysfsTest, AFailedCloseIsWarnedOf)
 	fake_iio::fail(Call::CLOSE, kShortRaw, EIO);
 	EXPECT_FALSE(iio_write_sysfs(kRaw, "1"));
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to("close", "Input/output error")));
+		    ElementsAre(cannot("close", "Input/output error")));
 }
 
 TEST_F(IioSysfsTest, AFailedWriteAndAFailedCloseAreBothWarnedOf)
@@ -121,8 +121,8 @@ TEST_F(IioSysfsTest, AFailedWriteAndAFailedCloseAreBothWarnedOf)
 	fake_iio::fail(Call::CLOSE, kShortRaw, EIO);
 	EXPECT_FALSE(iio_write_sysfs(kRaw, "1"));
 	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to("write", "Invalid argument"),
-				failed_to("close", "Input/output error")));
+		    ElementsAre(cannot("write", "Invalid argument"),
+				cannot("close", "Input/output error")));
 }
 
 // ---- numbers of devices ----
@@ -168,9 +168,8 @@ TEST_F(IioSysfsTest, TheSearchEndsWithTheFirstDeviceOfThatName)
 	for (const char *folder : {"iio:device1", "iio:device2", "iio:device3"})
 		add(folder, "converter");
 	const int number = iio_get_device_number("converter");
-	EXPECT_THAT(recorder::calls(),
-		    Each("read(iio:device" + std::to_string(number) +
-			 "/name)"));
+	EXPECT_THAT(recorder::calls(), Each("read(iio:device" +
+					    std::to_string(number) + "/name)"));
 }
 
 TEST_F(IioSysfsTest, AnEntryWithoutANumberIsWarnedOf)
@@ -202,10 +201,10 @@ TEST_F(IioSysfsTest, ADeviceOfFourDigitsHasTooLongAPath)
 {
 	add("iio:device1000", "converter");
 	EXPECT_EQ(iio_get_device_number("converter"), -1);
-	EXPECT_THAT(log_.warnings(),
-		    ElementsAre(failed_to(
-			    "read", "No such file or directory",
-			    "/sys/bus/iio/devices/iio:device1000/nam")));
+	EXPECT_THAT(
+		log_.warnings(),
+		ElementsAre(cannot("read", "No such file or directory",
+				   "/sys/bus/iio/devices/iio:device1000/nam")));
 }
 
 TEST_F(IioSysfsTest, ADeviceOfThreeDigitsAndATriggerOfSixAreFound)

@@ -14,11 +14,6 @@ using testing::IsEmpty;
 using IOPortBackendTest = PortTest;
 using IOPortBackendDeathTest = PortTest;
 
-PortRef new_port()
-{
-	return PortRef::adopt(io_port_new());
-}
-
 PortRef new_port_on(IOBackend kind)
 {
 	PortRef port = new_port();

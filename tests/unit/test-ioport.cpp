@@ -14,11 +14,6 @@ using testing::UnorderedElementsAre;
 
 using IOPortTest = PortTest;
 
-PortRef new_port()
-{
-	return PortRef::adopt(io_port_new());
-}
-
 std::vector<std::string> keys_of(const PortRef &port)
 {
 	const util::ListPtr list(io_port_get_property_keys(port.get()));

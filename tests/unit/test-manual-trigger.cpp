@@ -23,15 +23,6 @@ protected:
 	static constexpr int kDefaultFirstNumber = 5;
 };
 
-TEST(VirtualPortNumberTest, ThePortsStartAt5UntilTheConfigurationSaysElse)
-{
-	EXPECT_EQ(virtual_input_get_first_port_no(), 5);
-	EXPECT_FALSE(virtual_input_configured());
-	virtual_input_set_first_port_no(5);
-	EXPECT_EQ(virtual_input_get_first_port_no(), 5);
-	EXPECT_TRUE(virtual_input_configured());
-}
-
 TEST_F(ManualTriggerTest, IsAVirtualOutputThatIsSetUpAndDisabled)
 {
 	const PortRef port = io_port_create_manual_trigger(1);

@@ -17,11 +17,6 @@ constexpr int kAlways = G_MAXINT;
 /// The first of the levels that GLib leaves to applications.
 constexpr int kUserLevel = 256;
 
-constexpr const char *kWanted = "actionengine_dbus_update_action_registration"
-				"(1)";
-constexpr const char *kUnwanted = "actionengine_dbus_update_action_"
-				  "registration(0)";
-
 // ---- Setting all ports up ----
 
 TEST_F(PortListSetupTest, EveryPortIsSetUpFromTheNewest)

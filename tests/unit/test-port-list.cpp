@@ -13,11 +13,6 @@ using testing::IsEmpty;
 
 using PortListTest = ListTest;
 
-constexpr const char *kWanted = "actionengine_dbus_update_action_registration"
-				"(1)";
-constexpr const char *kUnwanted = "actionengine_dbus_update_action_"
-				  "registration(0)";
-
 void remove_property(const PortRef &port, const char *key)
 {
 	g_hash_table_remove(port->properties.get(), key);

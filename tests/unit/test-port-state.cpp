@@ -16,20 +16,6 @@ using PortStateDeathTest = PortTest;
 
 constexpr auto kUnknownType = static_cast<IOPortType>(3);
 
-/// An output in memory, as manual triggers are.
-PortRef make_virtual_output()
-{
-	PortRef port = PortRef::adopt(io_port_new());
-	port->type = PORT_OUTPUT;
-	port->direction = false;
-	port->number = 5;
-	port->name = "v";
-	io_port_set_backend(port.get(), BACKEND_VIRTUAL);
-	EXPECT_TRUE(io_port_setup(port.get()));
-	recorder::reset();
-	return port;
-}
-
 // ---- Which side a port is on ----
 
 TEST_F(PortStateTest, InputsAndConfigurablePortsOnThatSideAreInputs)

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr char kChanged[] = "iocontrol_emit_port_changed(4";
+constexpr char kAnyChange[] = "iocontrol_emit_port_changed(4";
 
 class SpiadcBackendTest : public testing::Test
 {
@@ -260,7 +260,7 @@ TEST_F(SpiadcBackendTest, WithoutBandsTheInputIsNeverActive)
 	watch();
 	EXPECT_EQ(poll(0), 0);
 	EXPECT_EQ(poll(255), 0);
-	EXPECT_EQ(recorder::count(kChanged), 0U);
+	EXPECT_EQ(recorder::count(kAnyChange), 0U);
 }
 
 TEST_F(SpiadcBackendTest, WithoutBandsAnInvertedInputIsAlwaysActive)
@@ -269,7 +269,7 @@ TEST_F(SpiadcBackendTest, WithoutBandsAnInvertedInputIsAlwaysActive)
 	watch();
 	EXPECT_EQ(poll(0), 1);
 	EXPECT_EQ(poll(255), 1);
-	EXPECT_EQ(recorder::count(kChanged), 1U);
+	EXPECT_EQ(recorder::count(kAnyChange), 1U);
 }
 
 TEST_F(SpiadcBackendTest, EachChangeIsReportedOnceWithTheLogicalState)
@@ -284,7 +284,7 @@ TEST_F(SpiadcBackendTest, EachChangeIsReportedOnceWithTheLogicalState)
 				  "activelow=1)"),
 		  1U);
 	poll(10);
-	EXPECT_EQ(recorder::count(kChanged), 2U);
+	EXPECT_EQ(recorder::count(kAnyChange), 2U);
 }
 
 TEST_F(SpiadcBackendTest, AFailedTransferReadsAs0AndIsClassified)

@@ -9,7 +9,7 @@ namespace
 
 using testing::ElementsAre;
 
-constexpr guint32 kHalf = 0x80000000;
+constexpr guint32 kLowestNegative = 0x80000000;
 
 util::VariantPtr variant_of(const SupervisedRangeList &ranges)
 {
@@ -166,17 +166,22 @@ TEST(VariantToRangesTest, NothingElseIsLookedAt)
 
 TEST(VariantToRangesTest, LowerLimitsLessThanHalfApartStandTheRightWayRound)
 {
-	EXPECT_THAT(sorted({0, kHalf - 1}), ElementsAre(0, kHalf - 1));
-	EXPECT_THAT(sorted({kHalf - 1, 0}), ElementsAre(0, kHalf - 1));
-	EXPECT_THAT(sorted({kHalf - 1, kHalf}), ElementsAre(kHalf - 1, kHalf));
-	EXPECT_THAT(sorted({G_MAXUINT32, kHalf}),
-		    ElementsAre(kHalf, G_MAXUINT32));
+	EXPECT_THAT(sorted({0, kLowestNegative - 1}),
+		    ElementsAre(0, kLowestNegative - 1));
+	EXPECT_THAT(sorted({kLowestNegative - 1, 0}),
+		    ElementsAre(0, kLowestNegative - 1));
+	EXPECT_THAT(sorted({kLowestNegative - 1, kLowestNegative}),
+		    ElementsAre(kLowestNegative - 1, kLowestNegative));
+	EXPECT_THAT(sorted({G_MAXUINT32, kLowestNegative}),
+		    ElementsAre(kLowestNegative, G_MAXUINT32));
 }
 
 TEST(VariantToRangesTest, LowerLimitsMoreThanHalfApartStandTheWrongWayRound)
 {
-	EXPECT_THAT(sorted({0, kHalf + 1}), ElementsAre(kHalf + 1, 0));
-	EXPECT_THAT(sorted({kHalf + 1, 0}), ElementsAre(kHalf + 1, 0));
+	EXPECT_THAT(sorted({0, kLowestNegative + 1}),
+		    ElementsAre(kLowestNegative + 1, 0));
+	EXPECT_THAT(sorted({kLowestNegative + 1, 0}),
+		    ElementsAre(kLowestNegative + 1, 0));
 	EXPECT_THAT(sorted({0, G_MAXUINT32}), ElementsAre(G_MAXUINT32, 0));
 	EXPECT_THAT(sorted({65535, 0, G_MAXUINT32}),
 		    ElementsAre(G_MAXUINT32, 0, 65535));

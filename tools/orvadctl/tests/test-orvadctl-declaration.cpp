@@ -1,5 +1,6 @@
 #include "comma-locale.h"
 #include "orvadctl/declaration.h"
+#include "parse-variant.h"
 
 #include <gtest/gtest.h>
 
@@ -16,11 +17,6 @@ constexpr const char *PORT_EVENT =
 	"                 'state': ('Active', '')}>,"
 	" 'namespaces': <{'topic0': 'tns1', 'topic1': 'tnsvexa'}>,"
 	" 'tags': <{'port': ['onvif-source'], 'state': ['onvif-data', 'x']}>}";
-
-util::VariantPtr parse_variant(const char *text)
-{
-	return util::VariantPtr(g_variant_ref_sink(g_variant_new_parsed(text)));
-}
 
 Declaration parse(const char *text)
 {

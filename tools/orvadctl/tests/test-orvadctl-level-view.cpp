@@ -9,7 +9,7 @@ using Ranges = std::vector<Range>;
 namespace
 {
 
-constexpr guint32 LAST = G_MAXUINT32;
+constexpr guint32 HIGHEST = G_MAXUINT32;
 
 const Ranges NONE = {};
 /// Of a scale that ends at 399.
@@ -69,7 +69,7 @@ const Drawing DRAWINGS[] = {
 	 "                                       >\n"
 	 "[s-]....[--closed--][---open---]......x]\n"
 	 "0   40  80          200         320  399"},
-	{"highest level there is", FOUR, LAST, 40,
+	{"highest level there is", FOUR, HIGHEST, 40,
 	 "                                       >\n"
 	 "[s-]....[--closed--][---open---]......x]\n"
 	 "0   40  80          200         320  399"},
@@ -128,7 +128,7 @@ const Drawing DRAWINGS[] = {
 	 "................\n"
 	 "0            255"},
 	{"huge",
-	 {{"open", 0, 2147483647u}, {"cut", 2147483648u, LAST}},
+	 {{"open", 0, 2147483647u}, {"cut", 2147483648u, HIGHEST}},
 	 2147483648u,
 	 24,
 	 "            v\n"
@@ -160,7 +160,7 @@ TEST(ScaleTop, ShowsEveryRangeAndLevel)
 	EXPECT_EQ(scale_top(NONE, 256), 256u);
 	EXPECT_EQ(scale_top(FOUR, 256), 399u);
 	EXPECT_EQ(scale_top(FOUR, 1023), 1023u);
-	EXPECT_EQ(scale_top({{"cut", 5, LAST}}, 7), LAST);
+	EXPECT_EQ(scale_top({{"cut", 5, HIGHEST}}, 7), HIGHEST);
 }
 
 TEST(ScaleTop, LeavesOutWhatNoLevelIsIn)

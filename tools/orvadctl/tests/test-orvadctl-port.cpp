@@ -79,6 +79,43 @@ TEST(Port, KindIsVirtualOnlyWithoutHardware)
 	EXPECT_TRUE(port.only_virtual());
 }
 
+TEST(AddedPorts, AreThoseThatWereNotThere)
+{
+	const Port door = make_port("door", 1, "ioport");
+	const Port lamp = make_port("lamp", 2, "ioport");
+	const Port horn = make_port("horn", 3, "ioport");
+	const auto added = added_ports({lamp, door}, {horn, door});
+
+	ASSERT_EQ(added.size(), 1u);
+	EXPECT_EQ(added[0].name, "horn");
+	EXPECT_TRUE(added_ports({lamp, door}, {door, lamp}).empty());
+	EXPECT_TRUE(added_ports({lamp}, {}).empty());
+}
+
+TEST(AddedPorts, MayShareNameOrNumber)
+{
+	const Port door = make_port("door", 1, "ioport");
+	const Port other_name = make_port("lamp", 1, "ioport");
+	const Port other_number = make_port("door", 2, "ioport");
+	const auto added =
+		added_ports({door}, {other_name, door, door, other_number});
+
+	ASSERT_EQ(added.size(), 3u);
+	EXPECT_EQ(added[0].name, "lamp");
+	EXPECT_EQ(added[1].name, "door");
+	EXPECT_EQ(added[1].number, 1);
+	EXPECT_EQ(added[2].number, 2);
+}
+
+TEST(AddedPorts, AreNotThoseWithAnotherState)
+{
+	const Port before = make_port("door", 1, "ioport");
+	Port after = before;
+
+	after.active = true;
+	EXPECT_TRUE(added_ports({before}, {after}).empty());
+}
+
 TEST(SelectPort, TakesNumberOrName)
 {
 	const std::vector<Port> ports = {make_port("door", 1, "ioport"),

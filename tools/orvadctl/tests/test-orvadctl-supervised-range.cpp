@@ -21,7 +21,7 @@ namespace
 
 constexpr guint32 LAST = G_MAXUINT32;
 
-util::VariantPtr parse(const char *text)
+util::VariantPtr parse_ranges(const char *text)
 {
 	return util::VariantPtr(g_variant_ref_sink(g_variant_new_parsed(text)));
 }
@@ -128,7 +128,8 @@ TEST(RangesFromVariant, KeepsTheDaemonsOrder)
 {
 	Ranges ranges;
 	ASSERT_TRUE(ranges_from_variant(
-		parse("[('cut', uint32 500, uint32 600), ('x', 9, 1)]").get(),
+		parse_ranges("[('cut', uint32 500, uint32 600), ('x', 9, 1)]")
+			.get(),
 		ranges, nullptr));
 	EXPECT_EQ(ranges, (Ranges{{"cut", 500, 600}, {"x", 9, 1}}));
 }
@@ -138,8 +139,8 @@ TEST(RangesFromVariant, RefusesAnotherType)
 	for (const char *text : {"[('cut', 1, 2)]", "['x']", "uint32 1"}) {
 		Ranges ranges;
 		util::Error error;
-		EXPECT_FALSE(
-			ranges_from_variant(parse(text).get(), ranges, &error))
+		EXPECT_FALSE(ranges_from_variant(parse_ranges(text).get(),
+						 ranges, &error))
 			<< text;
 		EXPECT_TRUE(error) << text;
 	}

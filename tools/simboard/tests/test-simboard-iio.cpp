@@ -11,8 +11,7 @@ using namespace simboard;
 namespace
 {
 
-constexpr Crossing RISING = Crossing::RISING;
-constexpr Crossing FALLING = Crossing::FALLING;
+using enum Crossing;
 
 class IioTest : public testing::Test
 {

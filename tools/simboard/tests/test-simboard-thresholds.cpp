@@ -8,8 +8,7 @@ using namespace simboard;
 namespace
 {
 
-constexpr Crossing RISING = Crossing::RISING;
-constexpr Crossing FALLING = Crossing::FALLING;
+using enum Crossing;
 
 /// From 100 to 200.
 Thresholds enabled(ThresholdKind kind)
