@@ -1,6 +1,7 @@
 """What the tests of the daemon's life share: port configurations, what the
 daemon logged, its parameter file, its process, and its surroundings."""
 
+import collections
 import contextlib
 import os
 import pathlib
@@ -58,6 +59,16 @@ def log_lines(daemon, level):
     return [line.removeprefix(level + " ")
             for line in daemon.stdout().splitlines()
             if line.startswith(level + " ")]
+
+
+def told(lines):
+    """How often each complaint was made: those that were left out, and counted
+    afterwards, too."""
+    counts = collections.Counter()
+    for line in lines:
+        text, _, rest = line.partition(" (repeated ")
+        counts[text] += int(rest.removesuffix(" times)")) if rest else 1
+    return counts
 
 
 # ---- the parameter file ----
@@ -165,6 +176,21 @@ def ticks(pid):
 
 
 # ---- surroundings ----
+
+BUS_THAT_STARTS_NOBODY = """
+  <policy context="default">
+    <allow user="*"/>
+    <allow own="*"/>
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <deny send_destination="org.freedesktop.DBus"
+          send_interface="org.freedesktop.DBus"
+          send_member="StartServiceByName"/>
+  </policy>
+"""
+"""The policy of a bus on which no proxy can be made: GDBus asks the bus to
+start the service first, and makes none when it may not ask."""
+
 
 class LimitedSandbox(Sandbox):
     """A sandbox whose daemon lacks some capabilities, "setuid" for example.

@@ -227,8 +227,9 @@ class Peer(contextlib.AbstractContextManager):
     # ---- late answers ----
 
     def hold(self, member):
-        """Keeps the answers to a method back from now on."""
-        self._held.setdefault(member, [])
+        """Keeps the answers to a method back, of the calls that come from now
+        on."""
+        self._jobs.put(functools.partial(self._held.setdefault, member, []))
 
     def release(self, member):
         """Sends the answers that were kept back, as they were decided when

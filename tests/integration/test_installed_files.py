@@ -11,15 +11,11 @@ import xml.etree.ElementTree
 import pytest
 from gi.repository import Gio, GLib
 
-from bus_client import (EVENTS, PRODUCER, PRODUCER_PATH, STATE, STATE_PATH,
-                        BusError)
-from lifecycle_support import LimitedSandbox, complaints, identity
+from lifecycle_support import LimitedSandbox, identity
 from peers import ActionEngine, fixture_offer
-from ports_support import (Service, configuration, event, fixture_serve, port,
+from ports_support import (Service, configuration, fixture_serve, port,
                            pipeline, read_parameters)
 from sandbox import QEL_GID, QEL_UID
-from supervised_support import SUPERVISED, SUPERVISED_PATH
-from waiting import DEADLINE, wait_until
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 _DATA = _ROOT / "data"
@@ -28,30 +24,8 @@ _TMPFILES = "tmpfiles.d/orvad.conf"
 _UDEV = "udev/60-orvad-gpio.rules"
 _UNIT = "systemd/orvad.service"
 
-CONNECTOR = "com.vexa.QEL.Connector"
-CONNECTOR_PATH = "/com/vexa/QEL/Connector"
-NAMES = [STATE, SUPERVISED, CONNECTOR, EVENTS]
 LAMP = 0
-PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
-GUEST = 64200
-
-# As a system bus starts out, but for signals, which it lets everybody hear.
-CLOSED_BUS = """
-  <policy context="default">
-    <allow user="*"/>
-    <deny own="*"/>
-    <deny send_type="method_call"/>
-    <deny receive_type="signal"/>
-    <allow send_type="signal"/>
-    <allow send_requested_reply="true" send_type="method_return"/>
-    <allow send_requested_reply="true" send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_sender="org.freedesktop.DBus"/>
-    <allow send_destination="org.freedesktop.DBus"/>
-  </policy>
-"""
+PORT = port("lamp", "output", LAMP)
 
 
 def read(name):
@@ -77,141 +51,6 @@ def test_every_file_is_installed_where_the_documentation_says(build, tmp_path):
     installed = {f"/{path.relative_to(tmp_path)}"
                  for path in tmp_path.rglob("*") if not path.is_dir()}
     assert installed == documented_files()
-
-
-# The bus policy
-
-def shipped_policy():
-    """The policy elements of the shipped file."""
-    return re.search("<busconfig>(.*)</busconfig>",
-                     read("dbus/com.vexa.IOControl.conf"), re.S)[1]
-
-
-def as_guest(box, command, *argv, stdout, stderr=None):
-    """Starts gdbus on the sandbox's bus, as a user without rights."""
-    return subprocess.Popen(
-        ["gdbus", command, "--system", *argv], text=True,
-        stdin=subprocess.DEVNULL, stdout=stdout, stderr=stderr,
-        env={**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address},
-        user=GUEST, group=GUEST, extra_groups=[])
-
-
-def call_as_guest(box, name, path, method, *args):
-    """The status of a call by that user, its reply and its error."""
-    with as_guest(box, "call", "--dest", name, "--object-path", path,
-                  "--method", method, *args, stdout=subprocess.PIPE,
-                  stderr=subprocess.PIPE) as process:
-        reply, error = process.communicate(timeout=DEADLINE)
-    return process.returncode, reply.strip(), error
-
-
-def ask_for_name(box, name):
-    return call_as_guest(box, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                         "org.freedesktop.DBus.RequestName", name, "0")
-
-
-@pytest.fixture(name="service")
-def fixture_service(serve):
-    """The daemon on a bus that lets nobody do anything but for the shipped
-    policy."""
-    return serve(PORT, bus_policy=CLOSED_BUS + shipped_policy(),
-                 users={"guest": (GUEST, GUEST)})
-
-
-def test_closed_bus_lets_not_even_root_serve_without_the_policy(make_sandbox,
-                                                                connect):
-    box = make_sandbox(bus_policy=CLOSED_BUS)
-    box.start_bus()
-    for name in NAMES:
-        with pytest.raises(BusError, match="AccessDenied"):
-            connect(box).call("RequestName", "(su)", (name, 0),
-                              name="org.freedesktop.DBus",
-                              path="/org/freedesktop/DBus")
-
-
-@pytest.mark.parametrize("name", NAMES)
-def test_policy_lets_the_daemon_serve_as_qel(service, name):
-    wait_until(lambda: service.client.has_owner(name), f"{name} on the bus")
-    assert service.client.call(
-        "GetConnectionUnixUser", "(s)", (name,), name="org.freedesktop.DBus",
-        path="/org/freedesktop/DBus") == (QEL_UID,)
-
-
-@pytest.mark.parametrize("name", NAMES)
-def test_policy_lets_nobody_else_serve(service, name):
-    status, _, error = ask_for_name(service.box, name)
-    assert status != 0
-    assert "org.freedesktop.DBus.Error.AccessDenied" in error
-
-
-def test_policy_lets_everybody_use_the_ports(service):
-    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.SetState",
-                         str(LAMP), "true") == (0, "()", "")
-    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.GetState",
-                         str(LAMP)) == (0, "(true,)", "")
-
-
-def test_policy_lets_everybody_use_supervision(service):
-    wait_until(lambda: service.client.has_owner(SUPERVISED),
-               f"{SUPERVISED} on the bus")
-    assert call_as_guest(
-        service.box, SUPERVISED, SUPERVISED_PATH,
-        f"{SUPERVISED}.IsSupervisable", str(LAMP)) == (0, "(false, false)", "")
-
-
-def test_policy_lets_everybody_read_connectors(service):
-    wait_until(lambda: service.client.has_owner(CONNECTOR),
-               f"{CONNECTOR} on the bus")
-    assert call_as_guest(
-        service.box, CONNECTOR, CONNECTOR_PATH,
-        f"{CONNECTOR}.GetConnectorStates", "*") == (0, "(@ai [],)", "")
-
-
-def test_policy_lets_everybody_read_declarations(service):
-    status, reply, _ = call_as_guest(
-        service.box, EVENTS, PRODUCER_PATH, f"{PRODUCER}.ListDeclarations")
-    assert status == 0
-    assert "'port'" in reply
-
-
-ENGINE_POLICY = f"""
-  <policy user="root">
-    <allow own="{ActionEngine.NAME}"/>
-  </policy>
-"""
-
-
-def test_policy_lets_the_daemon_use_the_action_engine(serve, offer):
-    """The daemon, and nobody else."""
-    engines = []
-
-    def prepare(box):
-        box.start_bus()
-        engines.append(offer(box, ActionEngine))
-    service = serve(PORT, prepare=prepare, users={"guest": (GUEST, GUEST)},
-                    bus_policy=CLOSED_BUS + ENGINE_POLICY + shipped_policy())
-    engines[0].wait_for_answer("AddFromFile", len(TEMPLATES))
-    assert complaints(service.daemon) == []
-    status, _, error = call_as_guest(
-        service.box, ActionEngine.NAME, ActionEngine.PATH,
-        f"{ActionEngine.TEMPLATES}.List")
-    assert status != 0
-    assert "org.freedesktop.DBus.Error.AccessDenied" in error
-
-
-@pytest.mark.parametrize("name, signal", [
-    (STATE, f"{STATE}.PortChanged"), (EVENTS, f"{PRODUCER}.Event")])
-def test_policy_lets_everybody_hear_signals(service, tmp_path, name, signal):
-    heard = tmp_path / "heard"
-    with heard.open("wb") as output, as_guest(
-            service.box, "monitor", "--dest", name, stdout=output) as monitor:
-        try:
-            wait_until(lambda: "is owned by" in heard.read_text(),
-                       "the monitor to listen")
-            service.call("SetState", LAMP, True)
-            wait_until(lambda: signal in heard.read_text(), signal)
-        finally:
-            monitor.kill()
 
 
 # The action templates

@@ -1,23 +1,20 @@
 """An IO box whose monitor fails, lies, is late, or comes and goes."""
 
-import contextlib
-import dataclasses
 import signal
 
 import pytest
 from gi.repository import GLib
 
-from bus_client import STATE, BusError, Client
-from iobox_support import (BOTH, BOTH_OUT, CLOSED, CONNECTED, GET_STATE,
-                           INPUT, NO_PROXY, OUTPUT, SET_MODE, STATUS,
-                           UNCONNECTED_BOX, UNKNOWN_STATE, UNKNOWN_STATUS,
-                           Reports, box_port, every_kind, failed_call,
-                           fixture_serve_box, removed, unrecognized)
+from bus_client import STATE, BusError
+from iobox_support import (BOTH, CLOSED, CONNECTED, GET_STATE, INPUT, NO_PROXY,
+                           OUTPUT, SET_MODE, STATUS, UNCONNECTED_BOX,
+                           UNKNOWN_STATE, UNKNOWN_STATUS, Reports, box_port,
+                           every_kind, failed_call, fixture_serve_box, removed)
 from lifecycle_support import complaints, listed_names, log_lines, settle
 from peer import BUS, NEVER, Reply, in_turn
 from peers import IOBox, fixture_offer
 from ports_support import HOUR, changed, configuration, post
-from usage_support import usage
+from usage_support import held
 from waiting import wait_until
 
 BROKEN = BusError("com.example.Error", "broken")
@@ -36,11 +33,6 @@ STEPS = [(CONNECTED, UNCONNECTED_BOX), (STATUS, UNKNOWN_STATUS),
 
 def unexpected(signature):
     return f"Unexpected reply of type {signature}"
-
-
-def held(client, daemon):
-    """What the daemon holds; GLib's own threads come and go."""
-    return dataclasses.replace(usage(client, daemon.pid), threads=0)
 
 
 def answering(answers):
@@ -141,22 +133,32 @@ def test_mode_s_answer_does_not_matter(serve_box):
 
 
 @pytest.mark.build("plain")
-def test_monitor_that_never_answers_is_given_up_after_25_seconds(
-        make_sandbox, connect, offer):
-    sandbox = make_sandbox(config=configuration(
-        box_port(INPUT, optional=True)))
-    sandbox.start_bus()
-    iobox = offer(sandbox, IOBox, {INPUT: "closed"})
-    iobox.answers[CONNECTED] = NEVER
-    daemon = sandbox.start_daemon()
-    sandbox.wait_for_name(STATE, PATIENCE)
-    client = connect(sandbox)
-    assert listed_names(client) == []
-    assert complaints(daemon) == [
-        failed_call(CONNECTED, "Timeout was reached"), UNCONNECTED_BOX]
-    iobox.answers.clear()
-    client.call("RefreshIOPorts")
-    assert listed_names(client) == [f"box{INPUT}"]
+def test_monitor_that_never_answers_is_given_up_after_25_seconds(serve_box):
+    """A set-up ends with that, and a sequence goes on. Both wait at once: a
+    sequence has a thread of its own."""
+    service = serve_box(CLOSED, box_port(OUTPUT, "output"),
+                        box_port(INPUT, optional=True))
+    service.call("DropIOPorts", [f"box{INPUT}"])
+    recorder = service.record()
+    service.asked()
+    service.iobox.answers.update({CONNECTED: NEVER, SET_MODE: NEVER})
+    service.start_sequence(OUTPUT, (True, 0))
+    service.iobox.wait_for_calls(SET_MODE)
+    post(service.client, "RefreshIOPorts", ())
+    service.daemon.wait_for_output(UNCONNECTED_BOX, PATIENCE)
+    recorder.wait_for(
+        lambda signal: signal.member == "ActionSequenceDone", PATIENCE)
+    assert recorder.args == [changed(OUTPUT, True), (OUTPUT,)]
+    timed_out = "Timeout was reached"
+    assert sorted(service.complaints()) == sorted([
+        failed_call(SET_MODE, timed_out), failed_call(CONNECTED, timed_out),
+        UNCONNECTED_BOX])
+    assert service.names() == [f"box{OUTPUT}"]
+    service.iobox.answers.clear()
+    service.call("RefreshIOPorts")
+    assert service.names() == [f"box{INPUT}", f"box{OUTPUT}"]
+    service.call("SetState", OUTPUT, False)
+    assert service.modes()[-1] == (OUTPUT, 0, "out")
 
 
 def test_late_monitor_delays_the_start(make_sandbox, connect, offer):
@@ -211,12 +213,12 @@ def test_absent_monitor_has_no_ports(make_sandbox, connect, offer):
     assert complaints(daemon) == [*absent * 5, removed(4)]
     client.call("RefreshIOPorts")
     assert complaints(daemon)[11:] == absent * 4
-    before = held(client, daemon)
+    before = held(client, daemon.pid)
     iobox = offer(sandbox, IOBox, CLOSED)
     client.call("RefreshIOPorts")
     assert len(listed_names(client)) == 4
     assert complaints(daemon)[19:] == []
-    assert held(client, daemon) == before
+    assert held(client, daemon.pid) == before
     iobox.change(INPUT, "open")
     settle(client)
     client.sync()
@@ -246,7 +248,7 @@ def test_monitor_gone_meanwhile(serve_box):
     ids=["reappear", "restart", "take over", "crash"])
 def test_monitor_that_came_back_is_followed(serve_box, come_back):
     service = serve_box(CLOSED, *every_kind())
-    before = held(service.client, service.daemon)
+    before = held(service.client, service.daemon.pid)
     reports = Reports(service)
     for active in (True, False, True):
         come_back(service.iobox)
@@ -257,7 +259,7 @@ def test_monitor_that_came_back_is_followed(serve_box, come_back):
         word = "open" if active else "closed"
         service.iobox.change(INPUT, word)
         assert reports.take() == [(OUTPUT, active), (INPUT, not active)]
-    assert held(service.client, service.daemon) == before
+    assert held(service.client, service.daemon.pid) == before
     assert service.complaints() == []
 
 
@@ -348,171 +350,3 @@ def test_bus_that_goes_away_ends_the_daemon_in_order(serve_box, busy):
     assert "WARNING The system bus went away" in service.complaints()
     # It has nobody left to answer.
     service.iobox.answers[SET_MODE] = NEVER
-
-
-# ---- signals ----
-
-WRONG_SIGNALS = [
-    ("()",), ("(i)", INPUT), ("(s)", "open"), ("(si)", "open", INPUT),
-    ("(us)", INPUT, "open"), ("(isi)", INPUT, "open", 0),
-    ("(iv)", INPUT, GLib.Variant("s", "open")), ("((is))", (INPUT, "open"))]
-
-
-def test_signals_of_another_kind_are_ignored(serve_box):
-    """Those of another type with a warning of each."""
-    service = serve_box(CLOSED, *every_kind())
-    reports = Reports(service)
-    iobox = service.iobox
-    for member in ("IOStateChange", "iostatechanged", "StateChanged"):
-        iobox.emit(member, "(is)", INPUT, "open")
-    iobox.emit("IOStateChanged", "(is)", INPUT, "open",
-               path="/com/vexa/IOBoxMonitor/1")
-    iobox.emit("IOStateChanged", "(is)", INPUT, "open",
-               interface="com.vexa.IOBox")
-    assert service.complaints() == []
-    for wrong in WRONG_SIGNALS:
-        iobox.emit("IOStateChanged", *wrong)
-    assert reports.take() == []
-    assert service.call("GetState", INPUT) is True
-    # Every port has a proxy of its own.
-    assert sorted(service.complaints()) == sorted(
-        4 * [f"WARNING Ignoring IOStateChanged of type {signature}"
-             for signature, *_ in WRONG_SIGNALS])
-    iobox.change(INPUT, "open")
-    assert reports.take() == [(INPUT, False)]
-
-
-@pytest.mark.parametrize("wrong, complaint", [
-    (("(s)", "open"), "WARNING Ignoring IOStateChanged of type (s)"),
-    (("(is)", INPUT, "ajar"), unrecognized("ajar"))],
-    ids=["type", "word"])
-def test_flood_is_complained_of_once_a_second(serve_box, wrong, complaint):
-    service = serve_box({INPUT: "ajar"}, box_port(INPUT))
-    for _ in range(300):
-        service.iobox.emit("IOStateChanged", *wrong)
-    service.settle()
-    assert service.call("GetState", INPUT) is False
-    seen = [line for line in service.complaints() if complaint in line]
-    # Slow machines take more than a second.
-    assert 1 <= len(seen) < 30
-    assert complaint in seen[-1]
-
-
-def test_strangers_are_not_believed(serve_box):
-    """Whether everybody hears them or the daemon alone, with the monitor there
-    and without it."""
-    service = serve_box(CLOSED, *every_kind())
-    reports = Reports(service)
-    with contextlib.closing(Client(service.box.bus_address)) as stranger:
-        def lie():
-            for to in (None, STATE):
-                service.iobox.emit("IOStateChanged", "(is)", INPUT, "open",
-                                   by=stranger, to=to)
-        lie()
-        assert reports.take() == []
-        service.iobox.vanish()
-        service.settle()
-        lie()
-        assert reports.take() == []
-        assert service.call("GetState", INPUT) is True
-        service.iobox.appear()
-        lie()
-        assert reports.take() == []
-    # The monitor itself may tell the daemon alone.
-    service.iobox.emit("IOStateChanged", "(is)", INPUT, "open", to=STATE)
-    assert reports.take() == [(INPUT, False)]
-
-
-def test_words_of_any_length_are_survived(serve_box):
-    long = "ä%n%s" * 20000
-    service = serve_box({INPUT: "closed"}, box_port(INPUT))
-    reports = Reports(service)
-    service.iobox.change(INPUT, long)
-    assert reports.take() == [(INPUT, False)]
-    assert service.complaints() == [unrecognized(long)]
-
-
-# ---- sequences ----
-
-def test_late_monitor_holds_up_a_sequence_only(serve_box):
-    service = serve_box(CLOSED, *every_kind())
-    recorder = service.record()
-    service.modes()
-    service.iobox.hold(SET_MODE)
-    service.start_sequence(OUTPUT, (True, 0), (False, 0))
-    service.iobox.wait_for_calls(SET_MODE)
-    assert service.call("GetNbrPorts") == (2, 2)
-    assert service.call("GetState", INPUT) is True
-    service.iobox.change(INPUT, "open")
-    recorder.wait_for_count(1)
-    service.iobox.release(SET_MODE)
-    recorder.wait_for(lambda signal: signal.member == "ActionSequenceDone")
-    assert recorder.args == [
-        changed(INPUT, False, is_input=True), changed(OUTPUT, True),
-        changed(OUTPUT, False), (OUTPUT,)]
-    assert service.modes() == [(OUTPUT, 1, "out"), (OUTPUT, 0, "out")]
-
-
-@pytest.mark.parametrize("end", ["release", "disconnect"])
-def test_termination_waits_for_a_sequence_s_call(serve_box, end):
-    """Until it is answered, or nobody is there to answer it."""
-    service = serve_box(CLOSED, *every_kind())
-    service.iobox.hold(SET_MODE)
-    service.start_sequence(OUTPUT, (True, HOUR))
-    service.iobox.wait_for_calls(SET_MODE, 3)
-    daemon = service.daemon
-    daemon.send(signal.SIGTERM)
-    wait_until(lambda: "Got SIGTERM" in log_lines(daemon, "INFO"),
-               "the signal in the log")
-    if end == "release":
-        service.iobox.release(SET_MODE)
-    else:
-        service.iobox.disconnect()
-    assert daemon.wait() == 0
-
-
-def test_termination_during_a_client_s_call(serve_box):
-    service = serve_box(CLOSED, *every_kind())
-    service.iobox.hold(SET_MODE)
-    post(service.client, "SetState", (OUTPUT, True))
-    service.iobox.wait_for_calls(SET_MODE, 3)
-    service.daemon.send(signal.SIGTERM)
-    service.iobox.release(SET_MODE)
-    assert service.daemon.wait() == 0
-
-
-def test_port_is_dropped_while_its_sequence_waits_for_the_monitor(serve_box):
-    service = serve_box(CLOSED, *every_kind(optional=True))
-    recorder = service.client.record("ActionSequenceDone")
-    for count in range(1, 4):
-        service.asked()
-        service.iobox.hold(SET_MODE)
-        service.start_sequence(OUTPUT, (True, HOUR))
-        service.iobox.wait_for_calls(SET_MODE)
-        post(service.client, "DropIOPorts", ([f"box{OUTPUT}"],))
-        service.iobox.release(SET_MODE)
-        recorder.wait_for_count(count)
-        assert f"box{OUTPUT}" not in service.names()
-        service.call("RefreshIOPorts")
-        assert service.modes()[-1] == (OUTPUT, 0, "out")
-
-
-@pytest.mark.threaded
-def test_monitor_restarts_beside_sequences(serve_box):
-    """What it misses is told."""
-    service = serve_box(CLOSED, *every_kind())
-    ends = service.client.record("ActionSequenceDone")
-    steps = [(n % 2 == 0, n % 3 - 1) for n in range(60)]
-    for number in (OUTPUT, BOTH_OUT):
-        service.start_sequence(number, *steps)
-    for _ in range(10):
-        service.iobox.restart()
-        service.iobox.change(INPUT, "open")
-        service.iobox.change(INPUT, "closed")
-    ends.wait_for_count(2)
-    assert {line.split(":")[0] for line in service.complaints()} <= {
-        "USER iobox_dbus_call@44"}
-    service.settle()
-    service.modes()
-    service.call("SetState", OUTPUT, True)
-    assert service.modes() == [(OUTPUT, 1, "out")]

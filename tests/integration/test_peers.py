@@ -2,6 +2,7 @@
 
 import contextlib
 import operator
+import threading
 
 import pytest
 from gi.repository import Gio, GLib
@@ -13,7 +14,7 @@ from peer import BUS, NEVER, OWN, PROPERTIES, AskDaemon, Reply, in_turn
 from peers import (ActionEngine, BootBlock, Coordinator, IOBox, Streamer,
                    fixture_offer)
 from usage_support import match_rules, memory, threads, usage
-from waiting import wait_until
+from waiting import DEADLINE, wait_until
 
 BROKEN = BusError("com.example.Error", "broken")
 TOGGLE = "com.vexa.action.fixed.io.toggle"
@@ -199,6 +200,26 @@ def test_late_answer_comes_when_released(box, caller):
     caller.wait_for(lambda: outcome, "the answer")
     assert outcome == [(True,)]
     assert caller.ask(box, CONNECTED) == (False,)
+
+
+def test_answers_are_held_and_released_in_the_order_of_asking(box, caller):
+    """Whatever the peer does meanwhile."""
+    busy = threading.Event()
+    box.before["GetIOState"] = lambda _peer: busy.wait(DEADLINE)
+    caller.post(box, "GetIOState")
+    box.wait_for_calls("GetIOState")
+    for _ in range(2):
+        box.hold(CONNECTED)
+        box.release(CONNECTED)
+    box.hold(CONNECTED)
+    outcome = caller.post(box, CONNECTED)
+    busy.set()
+    assert caller.ask(box, "GetIOState", "(i)", 3) == ("open",)
+    caller.sync(box.NAME)
+    assert outcome == []
+    box.release(CONNECTED)
+    caller.wait_for(lambda: outcome, "the answer")
+    assert outcome == [(True,)]
 
 
 @pytest.mark.parametrize("leave, outcome", [

@@ -8,11 +8,11 @@ import pytest
 from gi.repository import Gio, GLib
 
 from bus_client import STATE, STATE_PATH, BusError, Client
-from peer import BUS, BUS_PATH, NEVER, Reply
+from lifecycle_support import told
+from peer import BUS, BUS_PATH, NEVER, Reply, ask_bus
 from peers import fixture_offer
 from ports_support import fixture_serve
-from virtual_inputs_support import (ABSENT, DOOR, first_virtual_input,
-                                    fixture_follow, unique_name)
+from virtual_inputs_support import ABSENT, fixture_follow, unique_name
 from waiting import wait_until
 
 MOST_CHANNELS = 256
@@ -90,10 +90,43 @@ def test_coordinator_s_property_of_another_type(follow, value):
     # What was known stays.
     device.coordinator.set_ptz(False)
     device.coordinator.keep_ptz(value)
-    device.coordinator.take_over()
-    wait_until(lambda: device.warnings() == [complaint] * 2, complaint)
+    look_again(device.coordinator)
     device.streamer.set_enabled(2, False)
     assert device.triggers() == {1: True, 2: True}
+    assert list(told(device.warnings())) == [complaint]
+
+
+def look_again(coordinator):
+    """Has the daemon look at the coordinator."""
+    answers = coordinator.answered.count("GetAll")
+    coordinator.take_over()
+    coordinator.wait_for_answer("GetAll", answers + 1)
+    # The bus has passed the answer on when it has this.
+    coordinator.emit("SomethingElse")
+
+
+def test_properties_of_another_type_do_not_fill_the_log(follow):
+    """What was left out is told once all is well."""
+    begin = time.monotonic()
+    wrong, rounds = GLib.Variant("s", "true"), 20
+    device = follow(channels={1: wrong}, ptz=wrong)
+    for _ in range(rounds):
+        device.enumerate_after(device.streamer.take_over, 1)
+        look_again(device.coordinator)
+    warnings = device.warnings()
+    seconds = 1 + (time.monotonic() - begin) // A_SECOND
+    expected = {f"Ignoring {what} of type s": 1 + rounds
+                for what in ("Enabled of video channel 1", "PTZEnabled")}
+    for complaint in expected:
+        lines = [line for line in warnings if complaint in line]
+        # Of each second one, and one that counts.
+        assert 1 <= len(lines) <= 2 * seconds
+
+    def all_is_told():
+        device.streamer.set_enabled(1, True)
+        device.coordinator.set_ptz(True)
+        return told(device.warnings()) == expected
+    wait_until(all_is_told, f"{expected}")
 
 
 # ---- answers ----
@@ -125,22 +158,36 @@ def test_coordinator_that_does_not_tell_its_properties(follow, answer):
     assert device.triggers() == {1: True, 2: True}
 
 
-def test_late_answers_hold_the_start_up(follow):
+@pytest.mark.parametrize("late", [["streamer"], ["coordinator"],
+                                  ["streamer", "coordinator"]])
+def test_late_answers_hold_the_start_up(follow, late):
+    """The names come with the answers, and everything is followed."""
+    served_before = []
+
     def answer_late(*peers):
         for peer in peers:
-            peer.wait_for_calls("GetAll")
-            peer.release("GetAll")
+            peer.wait_for_calls("GetAll", path=peer.PATH)
+            served_before.append(
+                ask_bus(peer.connection, "NameHasOwner", "(s)", STATE))
+            peer.release((peer.PATH, "GetAll"))
 
-    def prepare(*peers):
+    def prepare(streamer, coordinator):
+        peers = [{"streamer": streamer, "coordinator": coordinator}[name]
+                 for name in late]
         for peer in peers:
-            peer.hold("GetAll")
-        helper = threading.Thread(target=answer_late, args=peers)
-        helper.start()
-        helpers.append(helper)
+            peer.hold((peer.PATH, "GetAll"))
+        helpers.append(threading.Thread(target=answer_late, args=peers))
+        helpers[0].start()
     helpers = []
     device = follow(channels={1: True, 2: True}, ptz=False, prepare=prepare)
     helpers[0].join()
+    assert served_before == [False] * len(late)
     assert device.triggers() == {1: True, 2: False}
+    device.coordinator.set_ptz(True)
+    assert device.triggers() == {1: True, 2: True}
+    device.streamer.set_enabled(2, False)
+    assert device.triggers() == {1: True, 2: False}
+    assert device.warnings() == []
 
 
 def test_late_answers_of_services_that_come_are_waited_for(follow):
@@ -316,19 +363,3 @@ def test_signals_to_the_daemon_alone_are_taken(follow):
     device.coordinator.emit("PtzEnabledChanged", "(ib)", 1, False, to=daemon)
     device.streamer.set_enabled(3, False)
     assert device.triggers() == {1: True, 2: False, 3: True}
-
-
-# ---- no bus ----
-
-def test_no_bus(make_sandbox):
-    box = make_sandbox(with_bus=False,
-                       config=f"<ports>{DOOR}{first_virtual_input()}</ports>")
-    daemon = box.start()
-    complaint = "Error creating proxy"
-    wait_until(lambda: daemon.stdout().count(complaint) == 2,
-               "both warnings")
-    daemon.stop()
-    lines = daemon.stdout().splitlines()
-    first, second = (line for line in lines if complaint in line)
-    assert first == second
-    assert first.startswith(f"WARNING {complaint}: ")

@@ -3,7 +3,7 @@ keeps for it."""
 
 import os
 import pathlib
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 
 from bus_client import STATE
 from lifecycle_support import descriptors
@@ -30,6 +30,11 @@ def usage(client, pid, name=STATE):
     stats = connection_stats(client, name)
     return Usage(stats["MatchRules"], stats["BusNames"], descriptors(pid),
                  threads(pid))
+
+
+def held(client, pid, name=STATE):
+    """The same but for the threads: GLib's own come and go."""
+    return replace(usage(client, pid, name), threads=0)
 
 
 def connection_stats(client, name=STATE):

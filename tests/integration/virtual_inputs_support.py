@@ -96,9 +96,9 @@ def fixture_follow(serve, offer):
     """follow(port, ..., channels=..., ptz=...): a Device with the service's
     channels and the coordinator's PTZEnabled, each ABSENT unless it is on the
     bus first. prepare(streamer, coordinator): called before the daemon starts.
-    """
+    options: of the sandbox."""
     def follow(*ports, channels=ABSENT, ptz=ABSENT, endless=False,
-               prepare=None):
+               prepare=None, **options):
         peers = []
 
         def start_peers(box):
@@ -113,6 +113,6 @@ def fixture_follow(serve, offer):
             if prepare is not None:
                 prepare(*peers)
         service = serve(*(ports or (DOOR, first_virtual_input())),
-                        prepare=start_peers)
+                        prepare=start_peers, **options)
         return Device(service, *peers)
     return follow

@@ -4,13 +4,10 @@
 
 #include "ioport/io-errors.h"
 #include "list-fixture.h"
-#include "log-capture.h"
 #include "params/param.h"
-#include "private-bus.h"
+#include "system-bus.h"
 #include "util/paths.h"
 #include "wait-until.h"
-
-#include <iosupervised-supervised-glue.h>
 
 /// The parameter store.
 bool param_save_for_port(IOPort *port, const char *path)
@@ -44,40 +41,6 @@ struct Answer {
 	std::string message;
 };
 
-/// One bus for all tests; the process's shared connection to it, and a client's
-/// own.
-class BusEnvironment : public testing::Environment
-{
-public:
-	void SetUp() override
-	{
-		bus_ = std::make_unique<PrivateBus>();
-		shared.reset(
-			g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-		ASSERT_TRUE(shared);
-		g_dbus_connection_set_exit_on_close(shared.get(), FALSE);
-		client = bus_->connect();
-	}
-	void TearDown() override
-	{
-		client.reset();
-		g_dbus_connection_close_sync(shared.get(), nullptr, nullptr);
-		shared.reset();
-		bus_.reset();
-	}
-
-	util::ObjectPtr<GDBusConnection> shared;
-	util::ObjectPtr<GDBusConnection> client;
-
-private:
-	std::unique_ptr<PrivateBus> bus_;
-};
-
-/// Belongs to the test framework.
-BusEnvironment *const bus = new BusEnvironment;
-const testing::Environment *const registered =
-	testing::AddGlobalTestEnvironment(bus);
-
 class SupervisedBusTest : public ListTest
 {
 protected:
@@ -89,16 +52,7 @@ protected:
 
 	static bool has_owner()
 	{
-		const util::VariantPtr reply(g_dbus_connection_call_sync(
-			bus->client.get(), "org.freedesktop.DBus",
-			"/org/freedesktop/DBus", "org.freedesktop.DBus",
-			"NameHasOwner", g_variant_new("(s)", kName), nullptr,
-			G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-		gboolean owned = FALSE;
-		g_variant_get(reply.get(), "(b)", &owned);
-		// Whatever the main loop has to do, it does not wait for it.
-		g_main_context_wakeup(nullptr);
-		return owned;
+		return bus->has_owner(kName);
 	}
 	static void serve()
 	{
@@ -195,25 +149,6 @@ TEST_F(SupervisedBusTest, TheNameComesAndGoes)
 		     "(@au [],)");
 	iosupervised_unreg_dbus();
 	EXPECT_TRUE(wait_until([] { return !has_owner(); }));
-}
-
-TEST_F(SupervisedBusTest, AnObjectThatIsTakenIsWarnedOfAndNotServed)
-{
-	const util::ObjectPtr<IOSupervisedSupervised> other(
-		iosupervised_supervised_skeleton_new());
-	auto *taken = G_DBUS_INTERFACE_SKELETON(other.get());
-	ASSERT_TRUE(g_dbus_interface_skeleton_export(taken, bus->shared.get(),
-						     kPath, nullptr));
-	const LogCapture log;
-	serve();
-	EXPECT_THAT(log.warnings(),
-		    ElementsAre("Failed to register supervised dbus "
-				"interface"));
-	iosupervised_unreg_dbus();
-	EXPECT_TRUE(g_dbus_interface_skeleton_has_connection(taken,
-							     bus->shared.get()))
-		<< "not ours to take away";
-	g_dbus_interface_skeleton_unexport(taken);
 }
 
 // ---- which ports ----
