@@ -132,13 +132,12 @@ PortRef io_port_list_get_dynamic_port(int number)
 	return io_port_list_get_port_from_list(io_port_dynamic_list, number);
 }
 
-std::vector<PortRef> io_port_list_get_numbered_ports()
+std::vector<PortRef> io_port_list_get_numbered_ports(int end)
 {
 	const PortListGuard guard;
-	const auto length = static_cast<int>(io_port_list.size());
 	std::map<int, PortRef> by_number;
 	for (const PortRef &port : io_port_list) {
-		if (port->number >= 0 && port->number < length &&
+		if (port->number >= 0 && port->number < end &&
 		    has_number(port.get()))
 			by_number[port->number] = port;
 	}
@@ -146,6 +145,12 @@ std::vector<PortRef> io_port_list_get_numbered_ports()
 	for (const auto &[number, port] : by_number)
 		ports.push_back(port);
 	return ports;
+}
+
+std::vector<PortRef> io_port_list_get_numbered_ports()
+{
+	return io_port_list_get_numbered_ports(
+		static_cast<int>(io_port_list_length()));
 }
 
 PortRef io_port_list_get_by_name(const char *name)

@@ -26,8 +26,10 @@ PortRef io_port_list_get_dynamic_port(int number);
 PortRef io_port_list_get_port_from_list(const PortList &list, int number);
 
 /// What io_port_list_get_port() gives for each number from 0 up to, not
-/// including, the number of ports in service, in that order and without the
-/// numbers that nobody has.
+/// including, @p end, in that order and without the numbers that nobody has.
+std::vector<PortRef> io_port_list_get_numbered_ports(int end);
+
+/// The same up to the number of ports in service.
 std::vector<PortRef> io_port_list_get_numbered_ports();
 
 /// The newest port in service with that configuration name.

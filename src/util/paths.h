@@ -16,4 +16,12 @@ constexpr const char *kLegacyTemporaryFile = "/etc/orvad.d/legacy.tmp";
 constexpr const char *kParameterFile = "/etc/orvad/orvad.conf";
 constexpr const char *kOldParameterFile = "/etc/dynamic/orvad/params.conf";
 
+/// What an older parameter system has left to be imported.
+constexpr const char *kOldSystemFile = "/tmp/orvad_ioport.conf";
+/// What tells the older configuration system about the ports.
+constexpr const char *kServiceRegistryFile =
+	"/etc/service_registry/services.d/orvad_service_registry.conf";
+constexpr const char *kLegacyMappingFile =
+	"/etc/legacyconfig/legacymappings.d/orvad.xml";
+
 } // namespace util
