@@ -1,12 +1,16 @@
 #include "dbus/iocontrol-handlers.h"
 
 #include "dbus/handler-utils.h"
+#include "dbus/iocontrol-conf-legacy-dbus.h"
+#include "dbus/legacy-counts.h"
+#include "dbus/service-registry.h"
 #include "ioport/io-errors.h"
 #include "ioport/port-list.h"
 #include "ioport/port-sequence.h"
 #include "ioport/port-settings.h"
 #include "ioport/port-state.h"
 #include "util/glib-ptr.h"
+#include "util/process-state.h"
 
 namespace
 {
@@ -40,10 +44,15 @@ const char *text_or_empty(const std::optional<std::string> &text)
 	return text ? text->c_str() : "";
 }
 
-/// What follows a change of the list: the ports that came into service are
-/// watched and announced.
+/// What follows a change of the list: the older configuration system learns of
+/// it, and the ports that came into service are watched and announced.
 void resynchronise()
 {
+	if (use_legacy_interface()) {
+		iocontrol_conf_legacy_dbus_destroy();
+		generate_service_registry();
+		iocontrol_conf_legacy_dbus_create();
+	}
 	io_port_list_set_watch();
 	io_port_list_declare_events();
 }
@@ -192,18 +201,19 @@ gboolean on_handle_get_direction(IOControlState *object, Invocation *invocation,
 	return TRUE;
 }
 
-void set_direction(const PortRef &port, IOControlState *object,
-		   Invocation *invocation, std::string_view direction)
+gboolean set_direction(const PortRef &port, IOControlState *object,
+		       Invocation *invocation, std::string_view direction)
 {
 	if (direction != "input" && direction != "output")
-		fail(invocation, IO_CONTROL_ERROR_GENERIC,
-		     "Incorrect input to set_direction eiter use 'input' or "
-		     "'output'");
-	else if (!io_port_set_direction(port.get(), direction == "input"))
-		fail(invocation, IO_CONTROL_ERROR_NOT_CONFIGURABLE,
-		     "Port not configurable.");
-	else
-		iocontrol_state_complete_set_direction(object, invocation);
+		return fail(invocation, IO_CONTROL_ERROR_GENERIC,
+			    "Incorrect input to set_direction eiter use "
+			    "'input' or 'output'");
+	if (!io_port_set_direction(port.get(), direction == "input"))
+		return fail(invocation, IO_CONTROL_ERROR_NOT_CONFIGURABLE,
+			    "Port not configurable.");
+	legacy_counts_announce();
+	iocontrol_state_complete_set_direction(object, invocation);
+	return TRUE;
 }
 
 /// Clients rely on the settings being saved even when the call fails.

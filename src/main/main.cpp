@@ -2,14 +2,16 @@
 /// later ones depend on what earlier ones leave behind.
 
 #include "dbus/bus-watch.h"
+#include "dbus/iocontrol-conf-legacy-dbus.h"
 #include "dbus/iocontrol-dbus.h"
 #include "dbus/iosupervised-dbus.h"
+#include "dbus/service-registry.h"
 #include "events/actionengine-dbus.h"
 #include "ioport/port-list.h"
 #include "ioport/port-sequence.h"
 #include "main/conf-reader.h"
 #include "main/privileges.h"
-#include "params/param.h"
+#include "main/settings.h"
 #include "platform/virtual-input.h"
 #include "util/glib-ptr.h"
 #include "util/identity.h"
@@ -20,11 +22,8 @@
 #include <glib-unix.h>
 #include <vxlog.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
@@ -69,76 +68,26 @@ void on_bus_lost()
 	util::running = false;
 }
 
-bool is_file(const char *path)
-{
-	return g_file_test(path, G_FILE_TEST_EXISTS) &&
-	       g_file_test(path, G_FILE_TEST_IS_REGULAR);
-}
-
-/// Whether there are parameters of an older version, which the ports have now.
-bool read_old_parameters()
-{
-	if (!is_file(util::kOldParameterFile) ||
-	    !param_read_configuration(util::kOldParameterFile))
-		return false;
-	io_port_list_read_params();
-	param_close_file();
-	return true;
-}
-
-/// The old file goes once its settings are safe, those of ports that are not
-/// saved at every start included.
-void finish_migration(bool saved)
-{
-	const PortListGuard guard;
-	for (const PortRef &port : io_port_list_get())
-		saved &= param_save_for_port(port.get(), util::kParameterFile);
-	if (saved && std::remove(util::kOldParameterFile) == -1)
-		g_warning("Could not remove %s: %s", util::kOldParameterFile,
-			  g_strerror(errno));
-}
-
-bool read_parameters()
-{
-	if (!param_read_configuration(util::kParameterFile)) {
-		g_warning("Could not read configuration file\n");
-		return false;
-	}
-	io_port_list_read_params();
-	param_close_file();
-	if (access(util::kParameterFile, F_OK) != -1)
-		param_set_owner_group(util::kParameterFile);
-	return true;
-}
-
-/// A daemon that was killed while it wrote the file leaves half of it, which
-/// would end the reading of the drop-ins.
-void remove_leftover()
-{
-	if (std::remove(util::kLegacyTemporaryFile) == -1 && errno != ENOENT)
-		g_warning("Could not remove %s: %s", util::kLegacyTemporaryFile,
-			  g_strerror(errno));
-}
-
 /// False when the daemon cannot start.
 bool start()
 {
-	remove_leftover();
+	service_registry_clean_up();
 	conf_read_configuration(util::kPortConfiguration);
 	conf_read_drop_dir(util::kDropInDirectory);
-	const bool migrating = read_old_parameters();
-	if (!read_parameters())
+	if (!load_settings())
 		return false;
-	io_port_list_update_names();
-	const bool saved = param_save_all(util::kParameterFile);
-	if (migrating)
-		finish_migration(saved);
 	io_port_list_setup();
+	if (use_legacy_interface())
+		generate_service_registry();
 	drop_privileges(util::kServiceUser);
+	if (use_legacy_interface())
+		iocontrol_conf_legacy_dbus_connect();
 	bus_watch_init(on_bus_lost);
 	actionengine_dbus_init();
 	iocontrol_init_dbus();
 	iosupervised_init_dbus();
+	if (use_legacy_interface())
+		iocontrol_conf_legacy_dbus_create();
 	io_port_list_set_watch();
 	io_port_list_declare_events();
 	virtual_input_init();
@@ -147,6 +96,8 @@ bool start()
 
 void stop()
 {
+	if (use_legacy_interface())
+		iocontrol_conf_legacy_dbus_destroy();
 	iosupervised_unreg_dbus();
 	iocontrol_unreg_dbus();
 	actionengine_dbus_finalize();

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <grp.h>
+#include <optional>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -24,22 +25,38 @@ std::vector<gid_t> current_groups()
 	return groups;
 }
 
+struct Account {
+	const passwd *user;
+	const group *own_group;
+};
+
+/// The account of kServiceUser, when there is one and root asks.
+std::optional<Account> account_for_root()
+{
+	if (geteuid() != 0)
+		return {};
+	const Account account = {getpwnam(kServiceUser),
+				 getgrnam(kServiceUser)};
+	if (account.user == nullptr || account.own_group == nullptr)
+		return {};
+	return account;
+}
+
 } // namespace
 
 ServiceIdentity::ServiceIdentity()
 {
-	if (geteuid() != 0)
-		return;
-	const passwd *user = getpwnam(kServiceUser);
-	const group *own_group = getgrnam(kServiceUser);
-	if (user == nullptr || own_group == nullptr)
+	const auto account = account_for_root();
+	if (!account)
 		return;
 	group_ = getegid();
 	groups_ = current_groups();
 	taken_ = true;
 	// The groups first: the user may not change them.
-	if (initgroups(user->pw_name, own_group->gr_gid) < 0 ||
-	    setegid(own_group->gr_gid) < 0 || seteuid(user->pw_uid) < 0)
+	if (initgroups(account->user->pw_name, account->own_group->gr_gid) <
+		    0 ||
+	    setegid(account->own_group->gr_gid) < 0 ||
+	    seteuid(account->user->pw_uid) < 0)
 		g_warning("Cannot act as user %s: %s", kServiceUser,
 			  g_strerror(errno));
 }
@@ -51,6 +68,15 @@ ServiceIdentity::~ServiceIdentity()
 	if (seteuid(0) < 0 || setegid(group_) < 0 ||
 	    setgroups(groups_.size(), groups_.data()) < 0)
 		g_warning("Cannot act as root again: %s", g_strerror(errno));
+}
+
+void give_to_service_user(const char *path)
+{
+	const auto account = account_for_root();
+	if (account &&
+	    lchown(path, account->user->pw_uid, account->own_group->gr_gid) < 0)
+		g_warning("Cannot give %s to %s: %s", path, kServiceUser,
+			  g_strerror(errno));
 }
 
 } // namespace util

@@ -28,4 +28,9 @@ private:
 	std::vector<gid_t> groups_;
 };
 
+/// Gives a file that root has made to kServiceUser and its group, so that they
+/// may replace it later. A symbolic link is not followed. Nothing in a process
+/// that is not root, and where there is no such user.
+void give_to_service_user(const char *path);
+
 } // namespace util
