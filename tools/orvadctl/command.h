@@ -72,6 +72,7 @@ extern const Command RANGES_COMMAND;
 extern const Command READOUT_COMMAND;
 extern const Command TRIGGERS_COMMAND;
 extern const Command CONNECTORS_COMMAND;
+extern const Command LEGACY_COMMAND;
 extern const Command DROP_COMMAND;
 extern const Command REFRESH_COMMAND;
 
