@@ -11,6 +11,7 @@ STATE_PATH = "/com/vexa/IOControl/State"
 EVENTS = "org.orvad.Events1"
 PRODUCER = "org.orvad.Events1.Producer"
 PRODUCER_PATH = "/org/orvad/Events1/qel"
+CONFIGURATION_EVENTS = "org.orvad.ConfigurationEvents1"
 
 _MILLISECONDS = 1000
 

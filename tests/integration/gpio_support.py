@@ -60,9 +60,9 @@ def configurable(**options):
 class Wired(Service):
     """A service with its board."""
 
-    def __init__(self, box, connect, board):
+    def __init__(self, box, connect, board, argv=()):
         self.board = board
-        super().__init__(box, connect)
+        super().__init__(box, connect, argv)
 
     def exported(self):
         """The numbers of the lines that are exported now."""
@@ -93,7 +93,7 @@ def fixture_wire(boards, make_sandbox, connect):
     a board. Before its start, unplugged are, held are buttons, faults, as
     (line, error, use) each, happen, and types are event types, name -> text."""
     def wire(*ports, text=BOARD, unplugged=(), held=(), faults=(), types=None,
-             **options):
+             argv=(), **options):
         board = boards(text)
         for name in held:
             board.hold(name)
@@ -105,5 +105,5 @@ def fixture_wire(boards, make_sandbox, connect):
                            **options)
         for name, definition in (types or {}).items():
             (box.share / f"event-types/{name}.conf").write_text(definition)
-        return Wired(box, connect, board)
+        return Wired(box, connect, board, argv)
     return wire

@@ -1,10 +1,12 @@
-"""What the tests of the daemon's life share: port configurations, what the
-daemon logged, its parameter file, its process, and its surroundings."""
+"""What the tests of the daemon's life share: its command line, port
+configurations, what it logged, its parameter file, its process, and its
+surroundings."""
 
 import collections
 import contextlib
 import os
 import pathlib
+import signal
 import subprocess
 from xml.sax.saxutils import quoteattr
 
@@ -17,6 +19,12 @@ from sandbox import QEL_GID, QEL_UID, Sandbox
 OLD_PARAMETERS = "/etc/dynamic/orvad/params.conf"
 PARAMETERS = "/etc/orvad/orvad.conf"
 CONFIGURATION = "/usr/share/orvad/conf.xml"
+
+# ---- the command line ----
+
+WITHOUT_LEGACY = ("--disable_legacy_interface",)
+"""For a daemon that does not serve the older configuration system, and so can
+live without a bus."""
 
 
 # ---- port configurations ----
@@ -52,6 +60,15 @@ def complaints(daemon):
     """Every line printed that tells of something unusual, in order."""
     return [line for line in daemon.output().splitlines()
             if not line.startswith(("DEBUG ", "INFO "))]
+
+
+def ends_for_want_of_a_bus(daemon):
+    """Waits until the daemon ends in the way in which one that serves the
+    older configuration system does; every other line of complaint."""
+    daemon.wait(expect=128 + signal.SIGTRAP)
+    *lines, last = complaints(daemon)
+    assert last.startswith("ERROR Failed to connect to system bus: "), last
+    return lines
 
 
 def log_lines(daemon, level):

@@ -74,12 +74,17 @@ class PrivateBus:
 
 class Answer:
     """What the mock answers: values of the method's type, or an error, its
-    D-Bus name and its text. before(mock) is called before it is sent."""
+    D-Bus name and its text. before(mock) is called before it is sent.
 
-    def __init__(self, *values, error=None, before=None):
+    types: those of the values when the method's are to be ignored; GDBus would
+    not send such an answer to GetAll.
+    """
+
+    def __init__(self, *values, error=None, before=None, types=None):
         self.values = values
         self.error = error
         self.before = before
+        self.types = types
 
 
 class Mock:
@@ -129,12 +134,21 @@ class Mock:
             else:
                 if answer.before:
                     answer.before(self)
+                if answer.types is not None:
+                    self._reply(invocation, answer)
+                    return
                 types = "".join(arg.signature for arg
                                 in interface.lookup_method(method).out_args)
                 invocation.return_value(
                     GLib.Variant(f"({types})", answer.values))
             self.answered.append(method)
         return handle
+
+    def _reply(self, invocation, answer):
+        self._unanswered.append(invocation)  # as far as GDBus knows
+        reply = Gio.DBusMessage.new_method_reply(invocation.get_message())
+        reply.set_body(GLib.Variant(f"({answer.types})", answer.values))
+        self._connection.send_message(reply, Gio.DBusSendMessageFlags.NONE)
 
     def _ask_bus(self, method, types, *args):
         self._connection.call_sync(

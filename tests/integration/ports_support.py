@@ -143,11 +143,11 @@ def changed(number, state, *, virtual=False, hidden=False, is_input=False,
 class Service:
     """A running daemon and a client of it."""
 
-    def __init__(self, box, connect):
+    def __init__(self, box, connect, argv=()):
         """Starts the daemon."""
         self.box = box
         self._connect = connect
-        self.client = start(box, connect)
+        self.client = start(box, connect, argv)
 
     @property
     def daemon(self):
@@ -278,10 +278,10 @@ class Service:
         self.client.sync(EVENTS)
 
 
-def start(box, connect):
+def start(box, connect, argv=()):
     """Starts the daemon; on return its interfaces are there, the events' one
     if any port has events. A client of it."""
-    box.start()
+    box.start(argv)
     client = connect(box)
     if "<event" in (box.share / "conf.xml").read_text("utf-8"):
         wait_until(lambda: client.has_owner(EVENTS), f"{EVENTS} on the bus")

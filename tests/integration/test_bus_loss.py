@@ -9,8 +9,8 @@ import pytest
 
 from bus_client import STATE
 from lifecycle_support import (
-    complaints, config, get_usage, listed_names,
-    parameters, port, post_usage, set_usage, settle, sysfs_port)
+    WITHOUT_LEGACY, complaints, config, ends_for_want_of_a_bus, get_usage,
+    listed_names, parameters, port, post_usage, set_usage, settle, sysfs_port)
 from peer import NEVER
 from peers import BootBlock, fixture_offer
 from waiting import wait_until
@@ -18,6 +18,10 @@ from waiting import wait_until
 LAMP = config(port("lamp", 0))
 FOR_A_BOARD = LAMP.replace("<port ", '<port hwid="A" ')
 WENT_AWAY = ["WARNING The system bus went away"]
+UNANNOUNCED = (
+    "USER orvad_g_dbus_common_emit_property_changed_signal Failed to emit "
+    "configuration changed signal: The connection is closed")
+"""The calls that had arrived are still carried out."""
 PATIENCE = 5.0
 """Seconds in which a daemon that was told to end has to end."""
 
@@ -28,9 +32,25 @@ def no_bus(line):
 
 # ---- no bus ----
 
-def test_daemon_lives_without_a_bus(make_sandbox):
+def test_daemon_ends_without_a_bus(make_sandbox):
     box = make_sandbox(config=LAMP, with_bus=False)
     daemon = box.start()
+    assert ends_for_want_of_a_bus(daemon) == []
+    assert daemon.stderr() == ""
+    assert parameters(box)["lamp"]["output_name"] == "Output 1"
+
+
+def test_daemon_that_ended_without_a_bus_serves_once_there_is_one(
+        make_sandbox, connect):
+    box = make_sandbox(config=LAMP)
+    ends_for_want_of_a_bus(box.start_daemon())
+    box.start()
+    set_usage(connect(box), 0, "porch")
+
+
+def test_daemon_lives_without_a_bus(make_sandbox):
+    box = make_sandbox(config=LAMP, with_bus=False)
+    daemon = box.start(WITHOUT_LEGACY)
     daemon.wait_for_output("Cannot reach the system bus: ")
     assert parameters(box)["lamp"]["output_name"] == "Output 1"
     assert daemon.stop(timeout=PATIENCE) == 0
@@ -43,7 +63,7 @@ def test_ports_are_polled_without_a_bus(make_sandbox):
         sysfs_port("latch", 0, "/run/latch", flags='clear_flag="true"')))
     latch = box.run / "latch"
     latch.write_text("0")
-    daemon = box.start()
+    daemon = box.start(WITHOUT_LEGACY)
     daemon.wait_for_output("Cannot reach the system bus: ")
     with open(latch, "r+b", buffering=0) as file:
         file.write(b"1")
@@ -53,7 +73,7 @@ def test_ports_are_polled_without_a_bus(make_sandbox):
 
 def test_bus_that_comes_later_serves_the_next_start(make_sandbox, connect):
     box = make_sandbox(config=LAMP)
-    daemon = box.start_daemon()
+    daemon = box.start_daemon(WITHOUT_LEGACY)
     daemon.wait_for_output("Cannot reach the system bus: ")
     daemon.stop()
     box.start()
@@ -126,7 +146,8 @@ def test_bus_that_goes_away_during_calls_leaves_the_settings_whole(
     wait_until(lambda: parameters(box)["lamp"]["usage"] in wanted,
                "a change to be saved")
     lose_bus(box)
-    assert complaints(daemon) == WENT_AWAY
+    assert [line for line in complaints(daemon)
+            if line != UNANNOUNCED] == WENT_AWAY
     assert parameters(box)["lamp"]["usage"] in wanted
 
 
@@ -146,7 +167,7 @@ def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox,
     box.start_bus()
     block = offer(box, BootBlock)
     block.answers[BootBlock.READ] = NEVER
-    daemon = box.start_daemon()
+    daemon = box.start_daemon(WITHOUT_LEGACY)
     block.wait_for_calls(BootBlock.READ)
     box.stop_bus()
     daemon.wait_for_output("Cannot reach the system bus: ")
@@ -154,6 +175,19 @@ def test_bus_that_goes_away_while_the_hardware_id_is_asked_for(make_sandbox,
     warning, line = complaints(daemon)
     assert warning == "WARNING Could not get the hardware id"
     assert no_bus(line)
+
+
+def test_bus_that_goes_away_during_the_start_ends_the_daemon(make_sandbox,
+                                                             offer):
+    box = make_sandbox(config=FOR_A_BOARD)
+    box.start_bus()
+    block = offer(box, BootBlock)
+    block.answers[BootBlock.READ] = NEVER
+    daemon = box.start_daemon()
+    block.wait_for_calls(BootBlock.READ)
+    box.stop_bus()
+    assert ends_for_want_of_a_bus(daemon) == [
+        "WARNING Could not get the hardware id"]
 
 
 def test_service_that_vanishes_while_it_is_asked_ends_the_wait(make_sandbox,
@@ -202,26 +236,45 @@ def asked(listener):
     return select.select([listener], [], [], 0)[0]
 
 
+def hang_up_until(listener, condition):
+    """Ends every connection as it comes, until the condition holds."""
+    def holds():
+        if asked(listener):
+            listener.accept()[0].close()
+        return condition()
+    wait_until(holds, "the daemon to give up")
+
+
 @pytest.mark.parametrize("ports", [LAMP, FOR_A_BOARD],
                          ids=["plain", "hardware id"])
 def test_bus_that_never_answers_does_not_keep_the_daemon_from_ending(
         make_sandbox, ports):
     box = make_sandbox(config=ports)
     with mute_bus(box) as listener:
-        daemon = box.start_daemon()
+        daemon = box.start_daemon(WITHOUT_LEGACY)
         wait_until(lambda: asked(listener), "the daemon to connect")
         # The hardware id is given up after 5 s.
         assert daemon.stop() == 0
 
 
+def test_bus_that_never_answers_is_no_bus(make_sandbox):
+    """It is given up after 5 s."""
+    box = make_sandbox(config=LAMP)
+    with mute_bus(box):
+        assert ends_for_want_of_a_bus(box.start_daemon()) == []
+
+
 def test_bus_that_hangs_up_on_everybody_is_no_bus(make_sandbox):
     box = make_sandbox(config=LAMP)
     with mute_bus(box) as listener:
-        daemon = box.start_daemon()
-
-        def refused():
-            if asked(listener):
-                listener.accept()[0].close()
-            return any(map(no_bus, complaints(daemon)))
-        wait_until(refused, "the daemon to give up")
+        daemon = box.start_daemon(WITHOUT_LEGACY)
+        hang_up_until(listener, lambda: any(map(no_bus, complaints(daemon))))
     assert daemon.stop(timeout=PATIENCE) == 0
+
+
+def test_bus_that_hangs_up_on_everybody_ends_the_daemon(make_sandbox):
+    box = make_sandbox(config=LAMP)
+    with mute_bus(box) as listener:
+        daemon = box.start_daemon()
+        hang_up_until(listener, lambda: daemon.ended)
+    assert ends_for_want_of_a_bus(daemon) == []

@@ -8,8 +8,8 @@ import pytest
 from gi.repository import GLib
 
 from lifecycle_support import (
-    CONFIGURATION, complaints, config, get_usage, listed, listed_names,
-    parameters, port, refusal, set_usage, settle, sysfs_port)
+    CONFIGURATION, WITHOUT_LEGACY, complaints, config, get_usage, listed,
+    listed_names, parameters, port, refusal, set_usage, settle, sysfs_port)
 
 LAMP = port("lamp", 0)
 DOOR = port("door", 1, "input")
@@ -29,9 +29,9 @@ def dropin(name):
 
 # ---- files that are not as they should be ----
 
-def serves_with(box, connect, ports, printed):
+def serves_with(box, connect, ports, printed, argv=()):
     """Starts the daemon and checks what it serves and what it complains of."""
-    daemon = box.start()
+    daemon = box.start(argv)
     assert listed_names(connect(box)) == ports
     daemon.stop()
     assert complaints(daemon) == printed
@@ -131,15 +131,53 @@ def test_folder_among_the_drop_ins_ends_their_reading(make_sandbox, connect):
                 [f"CRITICAL Couldn't load XML ({dropin('more')})"])
 
 
-def test_half_a_file_for_the_older_system_is_no_drop_in(make_sandbox, connect):
-    """The folder is listed in an order of its own."""
+@pytest.mark.parametrize("argv", [(), WITHOUT_LEGACY],
+                         ids=["legacy", "without"])
+def test_half_a_file_for_the_older_system_is_no_drop_in(make_sandbox, connect,
+                                                        argv):
+    """The folder is listed in an order of its own, so that some drop-ins are
+    behind what a killed daemon has left."""
     names = [f"p{n}" for n in range(20)]
-    box = make_sandbox(dropins={
-        "legacy.tmp": "<legacymapping><group",
-        **{name: config(port(name, n)) for n, name in enumerate(names)}})
-    box.start()
-    assert sorted(listed_names(connect(box))) == sorted(names)
-    assert not (box.etc / "orvad.d/legacy.tmp").exists()
+    files = {name: config(port(name, n)) for n, name in enumerate(names)}
+    half = "<legacymapping><group"
+    box = make_sandbox(config=config(), dropins={
+        "legacy.tmp": half, "legacy.tmp.ABCDEF": half,
+        "legacy.tmp.x9_zQ-": half, **files})
+    (box.etc / "orvad.d/legacy.tmp.GHIJKL").symlink_to("/nowhere")
+    serves_with(box, connect, listed_in_order(box, names), [], argv)
+    assert {path.name: path.read_text("utf-8")
+            for path in (box.etc / "orvad.d").iterdir()} == files
+
+
+def listed_in_order(box, names):
+    """The ports of the drop-ins of those names, the last one first."""
+    return [name for name in reversed(os.listdir(box.etc / "orvad.d"))
+            if name in names]
+
+
+@pytest.mark.parametrize("name", [
+    "legacy.tmp2", "legacy.tmp.", "legacy.tmp.ABCDE", "legacy.tmp.ABCDEFG",
+    "legacy.tmp-ABCDEF", "a.legacy.tmp", "legacy.tm", "Legacy.tmp",
+    "other.tmp.ABCDEF"])
+def test_drop_in_that_is_merely_named_alike_is_one(make_sandbox, connect,
+                                                   name):
+    box = make_sandbox(config=config(), dropins={name: config(LAMP)})
+    serves_with(box, connect, ["lamp"], [])
+    assert (box.etc / "orvad.d" / name).read_text("utf-8") == config(LAMP)
+
+
+def test_folder_in_the_place_of_the_file_for_the_older_system_is_named(
+        make_sandbox, connect):
+    box = make_sandbox(config=config(LAMP))
+    folder = box.etc / "orvad.d/legacy.tmp"
+    folder.mkdir()
+    (folder / "file").touch()
+    serves_with(box, connect, ["lamp"], [
+        "WARNING Could not remove /etc/orvad.d/legacy.tmp: "
+        "Directory not empty",
+        f"CRITICAL Couldn't load XML ({dropin('legacy.tmp')})",
+        "WARNING Couldn't write to service registry",
+        "WARNING Couldn't write to legacy mappings"])
 
 
 def test_masked_drop_in_is_empty(make_sandbox, connect):
@@ -157,7 +195,17 @@ def test_masked_drop_in_is_empty(make_sandbox, connect):
 def test_missing_drop_in_folder_is_no_fault(make_sandbox, connect):
     box = make_sandbox(config=config(LAMP))
     (box.etc / "orvad.d").rmdir()
-    serves_with(box, connect, ["lamp"], [])
+    serves_with(box, connect, ["lamp"], [], WITHOUT_LEGACY)
+
+
+def test_missing_drop_in_folder_is_missed_by_the_older_system(make_sandbox,
+                                                              connect):
+    """Its files are written there before they are moved."""
+    box = make_sandbox(config=config(LAMP))
+    (box.etc / "orvad.d").rmdir()
+    serves_with(box, connect, ["lamp"], [
+        "WARNING Couldn't write to service registry",
+        "WARNING Couldn't write to legacy mappings"])
 
 
 # ---- many ports ----

@@ -8,6 +8,7 @@ import pytest
 from gi.repository import Gio, GLib
 
 from bus_client import STATE, BusError
+from legacy_support import SERVICE as LEGACY
 from lifecycle_support import complaints
 from orvadctl_support import fixture_program
 from peer import BUS, BUS_PATH, ask_bus, connect_to
@@ -362,9 +363,13 @@ def test_names_are_given_back_at_the_end(service):
     daemon = owner(service, STATE)
     releases, monitor = record_releases(service.box.bus_address)
     service.daemon.stop()
-    wait_until(lambda: len(releases) >= 3, releases)
-    assert releases[0] == (daemon, SUPERVISED)
-    assert set(releases[1:]) == {(daemon, STATE), (daemon, CONNECTOR)}
+    wait_until(lambda: len(releases) >= 5, releases)
+    assert releases[0] == (daemon, LEGACY)
+    ours = [name for _, name in releases if name in (
+        SUPERVISED, STATE, CONNECTOR)]
+    assert ours[0] == SUPERVISED
+    assert set(ours[1:]) == {STATE, CONNECTOR}
+    assert {owner for owner, _ in releases} == {daemon}
     monitor.close_sync(None)
 
 

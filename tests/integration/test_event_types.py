@@ -301,6 +301,7 @@ def test_impossible_key_stops_the_daemon(make_sandbox, bad, complaint):
     box = make_sandbox(config=f"<p>{port('in', 'input', 0, events=[alarm(bad)])}"
                               "</p>")
     (box.share / f"event-types/{ALARM}.conf").write_text(ALARM_TYPE)
+    box.start_bus()
     daemon = box.start_daemon()
     daemon.wait(expect=128 + signal.SIGABRT)
     assert "event.c" in daemon.stderr()

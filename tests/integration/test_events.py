@@ -1,5 +1,7 @@
 """The ports' events, as the event library shows them on the bus."""
 
+import os
+
 import pytest
 from gi.repository import Gio
 
@@ -7,8 +9,11 @@ from bus_client import EVENTS, PRODUCER, PRODUCER_PATH
 from events_support import (ALARM, ALARM_TYPE, IOPORT_EVENT, PORT_ANY, Events,
                             alarm, described, fixture_serve_types, happened,
                             port, sent)
-from ports_support import (changed, event, expect_error, fixture_serve, key,
-                           port as port_without_names, sysfs_port)
+from lifecycle_support import WITHOUT_LEGACY
+from ports_support import (changed, configuration, event, expect_error,
+                           fixture_serve, key, port as port_without_names,
+                           sysfs_port)
+from waiting import wait_until
 
 
 # ---- declarations ----
@@ -318,7 +323,32 @@ def test_any_port_stays_declared_where_it_does_not_apply(serve):
     assert service.state_of(1) == sent(-1, True)
 
 
+def producers(client):
+    """The names of the producers on the bus."""
+    wait_until(lambda: client.has_owner(EVENTS), f"{EVENTS} on the bus")
+    text, = client.call(
+        "Introspect", name=EVENTS, path=os.path.dirname(PRODUCER_PATH),
+        interface="org.freedesktop.DBus.Introspectable")
+    return sorted(
+        node.path for node in Gio.DBusNodeInfo.new_for_xml(text).nodes)
+
+
 def test_ports_without_events_have_no_producer(serve):
+    """The older configuration system has one of its own."""
     service = serve(port("in", "input", 0))
     service.call("SetVirtual", 0, True)
-    assert not service.client.has_owner(EVENTS)
+    assert producers(service.client) == ["orvad"]
+
+
+def test_ports_with_events_have_a_producer_of_their_own(serve):
+    service = serve(port("in", "input", 0, events=[IOPORT_EVENT]))
+    assert producers(service.client) == ["orvad", "qel"]
+
+
+def test_without_events_and_older_system_there_is_no_producer(make_sandbox,
+                                                              connect):
+    box = make_sandbox(config=configuration(port("in", "input", 0)))
+    box.start(WITHOUT_LEGACY)
+    client = connect(box)
+    client.call("SetVirtual", "(ub)", (0, True))
+    assert not client.has_owner(EVENTS)

@@ -6,10 +6,9 @@ import sanitizers
 from gpio_support import (BOARD, BUTTON, CONTROL, DOOR, HELD, IN, OUT, SIREN,
                           button, configurable, fixture_boards, fixture_wire,
                           siren)
-from lifecycle_support import complaints, log_lines, ticks
+from lifecycle_support import WITHOUT_LEGACY, complaints, log_lines, ticks
 from ports_support import changed, event, gpio_port, key, pipeline
 from sandbox import SandboxError
-from waiting import wait_until
 from waiting import wait_until
 
 INPUT, OUTPUT, BOTH = range(3)
@@ -481,7 +480,8 @@ def test_dropped_port_gives_its_lines_back(wire):
 
 def test_port_is_dropped_and_refreshed_ten_thousand_times(wire, build):
     """A thousand times where a sanitizer slows it down."""
-    service = wire(button(optional=True), configurable(optional=True))
+    service = wire(button(optional=True), configurable(optional=True),
+                   argv=WITHOUT_LEGACY)
     descriptors = len(service.descriptors())
     exported = service.exported()
     calls = [("DropIOPorts", (["button", "both"],)),

@@ -5,7 +5,8 @@ from gi.repository import GLib
 
 from bus_client import BusError
 from lifecycle_support import (
-    complaints, config, listed_names, log_lines, port)
+    WITHOUT_LEGACY, complaints, config, ends_for_want_of_a_bus, listed_names,
+    log_lines, port)
 from peer import OWN, Reply
 from peers import BootBlock, fixture_offer
 
@@ -117,7 +118,7 @@ def test_hardware_id_without_a_bus_accepts_every_port(make_sandbox):
     box = make_sandbox(with_bus=False, config=config(
         for_board("8", LAMP), for_board("9", port("gone", 1, "input", "check",
                                                   items='setup="fail"'))))
-    daemon = box.start()
+    daemon = box.start(WITHOUT_LEGACY)
     daemon.wait_for_output("Cannot reach the system bus")
     daemon.stop()
     printed = complaints(daemon)
@@ -125,3 +126,10 @@ def test_hardware_id_without_a_bus_accepts_every_port(make_sandbox):
     assert printed[1:4] == [
         UNKNOWN_BOARD, UNKNOWN_BOARD,
         "USER Setup failed for port 1, removing from list"]
+
+
+def test_hardware_id_without_a_bus_is_not_what_ends_the_daemon(make_sandbox):
+    box = make_sandbox(with_bus=False, config=config(for_board("8", LAMP)))
+    first, second = ends_for_want_of_a_bus(box.start())
+    assert first.startswith("USER Failed to setup proxy: ")
+    assert second == UNKNOWN_BOARD

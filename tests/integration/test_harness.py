@@ -196,6 +196,8 @@ with Sandbox(sys.argv[2], program=sys.argv[3]) as box:
     box.start_bus()
     daemon = box.start_daemon(["drop"])
     daemon.wait_for_output("ready")
+    # Whoever runs the tests in the background may have had it ignored.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     print(daemon.pid, box.root, flush=True)
     signal.pause()
 """

@@ -5,13 +5,14 @@ import os
 import pathlib
 import re
 import shlex
+import signal
 import subprocess
 import xml.etree.ElementTree
 
 import pytest
 from gi.repository import Gio, GLib
 
-from lifecycle_support import LimitedSandbox, identity
+from lifecycle_support import LimitedSandbox, complaints, identity
 from peers import ActionEngine, fixture_offer
 from ports_support import (Service, configuration, fixture_serve, port,
                            pipeline, read_parameters)
@@ -220,6 +221,14 @@ def test_unit_leaves_the_capabilities_that_the_start_needs(build, connect):
         assert (after.st_uid, after.st_gid, after.st_mode & 0o7777) == (
             QEL_UID, QEL_GID, 0o660)
         assert service.daemon.stderr() == ""
+        assert complaints(service.daemon) == []
+
+
+def test_unit_shows_what_the_older_system_leaves_in_tmp():
+    """Of a folder that is the service's own, nothing else could be seen."""
+    settings = unit_settings()
+    assert settings["PrivateTmp"] == ["yes"]
+    assert "-/tmp/orvad_ioport.conf" in settings["BindReadOnlyPaths"]
 
 
 # Users and folders
@@ -255,31 +264,31 @@ def test_folders_file_names_only_known_users():
     for kind, path, mode, user, group, age in entries(_TMPFILES):
         folder = pathlib.PurePosixPath(path)
         assert (kind, age) == ("d", "-")
-        assert re.fullmatch("0[0-7]{3}", mode)
+        assert re.fullmatch("[01][0-7]{3}", mode)
         assert user in users | {"root"}
         assert group in groups | {"root"}
         assert folder.parent in made
         made.add(folder)
 
 
-def make_folders(box):
-    """Gives the sandbox's folders the owners and modes of the file."""
-    ids = {"root": 0, "qel": QEL_UID}
-    groups = {"root": 0, "qel": QEL_GID}
-    for _, path, mode, user, group, _ in entries(_TMPFILES):
-        folder = box.etc / pathlib.PurePosixPath(path).relative_to("/etc")
-        folder.mkdir(exist_ok=True)
-        folder.chmod(int(mode, 8))
-        os.chown(folder, ids[user], groups[group])
+def test_folders_of_others_let_qel_add_files_and_keep_theirs():
+    """Sticky: only the owner of a file may replace it."""
+    shared = {path: mode for _, path, mode, user, _, _ in entries(_TMPFILES)
+              if int(mode, 8) & 0o020}
+    assert shared == dict.fromkeys([
+        "/etc/orvad.d", "/etc/service_registry/services.d",
+        "/etc/legacyconfig/legacymappings.d"], "1775")
 
 
 def test_folders_let_the_daemon_save_as_qel(serve):
-    service = serve(PORT, conf_owner="root", prepare=make_folders)
+    """The sandbox's folders have the owners and modes of the file."""
+    service = serve(PORT)
     assert identity(service.daemon.pid) == (QEL_UID, QEL_GID)
     service.call("SetName", LAMP, False, "Hall")
     service.settle()
     saved = read_parameters(service.parameter_file)
     assert any("Hall" in group.values() for group in saved.values())
+    assert complaints(service.daemon) == []
 
 
 # The udev rules

@@ -4,17 +4,19 @@ anything else."""
 import os
 import pathlib
 import re
+import signal
 import subprocess
 
 import pytest
 
-from bus_client import (EVENTS, PRODUCER, PRODUCER_PATH, STATE, STATE_PATH,
-                        BusError)
+from bus_client import (CONFIGURATION_EVENTS, EVENTS, PRODUCER, PRODUCER_PATH,
+                        STATE, STATE_PATH, BusError)
 from iobox_support import INPUT, box_port, fixture_serve_box
-from lifecycle_support import complaints, identity
+from legacy_support import PROPERTIES, SERVICE as LEGACY, path_of
+from lifecycle_support import WITHOUT_LEGACY, complaints, identity
 from peers import (ActionEngine, BootBlock, Coordinator, IOBox, Streamer,
                    fixture_offer)
-from ports_support import event, fixture_serve, port
+from ports_support import configuration, event, fixture_serve, port
 from sandbox import QEL_UID
 from supervised_support import SUPERVISED, SUPERVISED_PATH
 from virtual_inputs_support import fixture_follow
@@ -25,7 +27,7 @@ ACTIONS = sorted((_DATA / "actions").iterdir())
 
 CONNECTOR = "com.vexa.QEL.Connector"
 CONNECTOR_PATH = "/com/vexa/QEL/Connector"
-NAMES = [STATE, SUPERVISED, CONNECTOR, EVENTS]
+NAMES = [STATE, SUPERVISED, CONNECTOR, EVENTS, LEGACY, CONFIGURATION_EVENTS]
 LAMP = 0
 PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
 GUEST = 64200
@@ -247,3 +249,39 @@ def test_policy_lets_the_daemon_alone_read_the_boot_block(serve, offer, qel):
     check_start(service, qel)
     assert service.names() == ["for7"]
     check_guest_is_refused(service, *blocks)
+
+
+# The older configuration system
+
+def test_daemon_ends_when_the_bus_refuses_the_older_system_s_name(
+        make_sandbox):
+    policy = shipped_policy()
+    refused = f'<allow own="{LEGACY}"/>'
+    assert policy.count(refused) == 2
+    box = make_sandbox(config=configuration(PORT),
+                       bus_policy=CLOSED_BUS + policy.replace(refused, ""))
+    box.start_bus()
+    daemon = box.start_daemon()
+    daemon.wait(expect=128 + signal.SIGTRAP)
+    line, = complaints(daemon)
+    assert line.startswith("ERROR Could not request name: ")
+    assert "AccessDenied" in line
+
+
+def test_daemon_without_the_older_system_does_not_need_its_name(make_sandbox):
+    box = make_sandbox(
+        config=configuration(PORT), bus_policy=CLOSED_BUS +
+        shipped_policy().replace(f'<allow own="{LEGACY}"/>', ""))
+    daemon = box.start(WITHOUT_LEGACY)
+    daemon.stop()
+    assert complaints(daemon) == []
+
+
+def test_policy_lets_everybody_use_the_older_system_s_objects(service):
+    lamp = path_of(LAMP)
+    assert call_as_guest(
+        service.box, LEGACY, lamp, f"{PROPERTIES}.Set", LEGACY, "Usage",
+        "<b'porch'>") == (0, "()", "")
+    assert call_as_guest(
+        service.box, LEGACY, lamp, f"{PROPERTIES}.Get", LEGACY, "Usage") == (
+            0, "(<'porch'>,)", "")

@@ -2,13 +2,14 @@
 
 import pytest
 
-from bus_client import EVENTS, STATE
+from bus_client import CONFIGURATION_EVENTS, EVENTS, STATE
 from events_support import IOPORT_EVENT, Events, happened, sent
 from iobox_support import (BOTH, BOTH_OUT, CLOSED, CONNECTED, GET_STATE,
                            INPUT, OUTPUT, SET_MODE, STATUS, SUPERVISED_EVENT,
                            WORDS, Reports, box_port, every_kind,
                            fixture_serve_box, removed, saved_input,
                            supervised_values, unrecognized)
+from legacy_support import SERVICE as LEGACY
 from lifecycle_support import identity, output_group, status_field
 from peers import IOBox, fixture_offer
 from ports_support import HOUR, NOT_OUTPUT, changed, expect_error
@@ -401,7 +402,7 @@ def test_box_changes_an_output_beside_its_sequence(serve_box):
 def test_connection_is_the_service_user_s(serve_box):
     """Although the ports are set up, and events declared, before the daemon
     gives up root. Nobody else may have its names."""
-    names = STATE, SUPERVISED, EVENTS
+    names = STATE, SUPERVISED, EVENTS, LEGACY, CONFIGURATION_EVENTS
     service = serve_box(
         CLOSED, *every_kind(events=[IOPORT_EVENT]),
         bus_policy=f"""
@@ -413,7 +414,7 @@ def test_connection_is_the_service_user_s(serve_box):
     {"".join(f'<allow own="{name}"/>' for name in names)}
   </policy>
 """)
-    assert [service.user_of(name) for name in names] == [QEL_UID] * 3
+    assert [service.user_of(name) for name in names] == [QEL_UID] * 5
     assert identity(service.daemon.pid) == (QEL_UID, QEL_GID)
     assert set(status_field(service.daemon.pid, "Groups")) <= {str(QEL_GID)}
     assert service.complaints() == []

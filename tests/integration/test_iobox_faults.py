@@ -10,7 +10,9 @@ from iobox_support import (BOTH, CLOSED, CONNECTED, GET_STATE, INPUT, NO_PROXY,
                            OUTPUT, SET_MODE, STATUS, UNCONNECTED_BOX,
                            UNKNOWN_STATE, UNKNOWN_STATUS, Reports, box_port,
                            every_kind, failed_call, fixture_serve_box, removed)
-from lifecycle_support import complaints, listed_names, log_lines, settle
+from lifecycle_support import (WITHOUT_LEGACY, complaints,
+                               ends_for_want_of_a_bus, listed_names,
+                               log_lines, settle)
 from peer import BUS, NEVER, Reply, in_turn
 from peers import IOBox, fixture_offer
 from ports_support import HOUR, changed, configuration, post
@@ -329,12 +331,19 @@ def test_monitor_changes_between_two_calls_of_a_set_up(serve_box):
 def test_daemon_lives_without_a_bus(make_sandbox):
     sandbox = make_sandbox(with_bus=False, config=configuration(
         box_port(4), *every_kind(optional=True)))
-    daemon = sandbox.start()
+    daemon = sandbox.start(WITHOUT_LEGACY)
     daemon.wait_for_output("Cannot reach the system bus: ")
     assert daemon.stop() == 0
     lines = complaints(daemon)
     assert lines[:6] == [*[NO_PROXY] * 5, removed(4)]
     assert len(lines) == 7
+
+
+def test_missing_box_is_not_what_ends_a_daemon_without_a_bus(make_sandbox):
+    sandbox = make_sandbox(with_bus=False, config=configuration(
+        box_port(4), *every_kind(optional=True)))
+    assert ends_for_want_of_a_bus(sandbox.start()) == [
+        *[NO_PROXY] * 5, removed(4)]
 
 
 @pytest.mark.parametrize("busy", [False, True])

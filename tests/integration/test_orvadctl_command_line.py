@@ -24,7 +24,7 @@ def test_help_lists_every_command(run, words):
     text = output(run(*words))
     for command in ("list", "get", "set", "pulse", "watch", "events",
                     "supervise", "ranges", "readout", "triggers",
-                    "connectors", "drop", "refresh", "help"):
+                    "connectors", "legacy", "drop", "refresh", "help"):
         assert f"\n  {command} " in text
 
 

@@ -5,7 +5,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 import pytest
 
-from lifecycle_support import config, listed_names, port
+from lifecycle_support import WITHOUT_LEGACY, config, listed_names, port
 from peer import Peer
 from peers import (ActionEngine, Coordinator, IOBox, Streamer,  # noqa: F401
                    fixture_offer)
@@ -80,7 +80,7 @@ class Device:
 @pytest.fixture(name="device")
 def fixture_device(make_sandbox, connect, offer):
     box = make_sandbox(config=CONFIGURATION, env=FRUGAL)
-    box.start()
+    box.start(WITHOUT_LEGACY)
     return Device(box, connect(box), offer)
 
 

@@ -1,6 +1,7 @@
 """Manual triggers of a daemon that can have no proxies of the services."""
 
-from lifecycle_support import BUS_THAT_STARTS_NOBODY
+from lifecycle_support import (BUS_THAT_STARTS_NOBODY, WITHOUT_LEGACY,
+                               ends_for_want_of_a_bus)
 from peer import BUS, BUS_PATH
 from peers import fixture_offer
 from ports_support import fixture_serve
@@ -64,10 +65,17 @@ def test_channel_that_cannot_be_reached_is_the_last(follow):
 def test_no_bus(make_sandbox):
     box = make_sandbox(with_bus=False,
                        config=f"<ports>{DOOR}{first_virtual_input()}</ports>")
-    daemon = box.start()
+    daemon = box.start(WITHOUT_LEGACY)
     wait_until(lambda: daemon.stdout().count(NO_PROXY) == 2, "both warnings")
     daemon.stop()
     lines = daemon.stdout().splitlines()
     first, second = (line for line in lines if NO_PROXY in line)
     assert first == second
     assert first.startswith(f"WARNING {NO_PROXY}")
+
+
+def test_no_bus_ends_the_daemon_before_the_channels_are_asked_for(
+        make_sandbox):
+    box = make_sandbox(with_bus=False,
+                       config=f"<ports>{DOOR}{first_virtual_input()}</ports>")
+    assert ends_for_want_of_a_bus(box.start()) == []

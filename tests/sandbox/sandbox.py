@@ -15,6 +15,7 @@ import contextlib
 import os
 import pathlib
 import secrets
+import shlex
 import shutil
 import signal
 import subprocess
@@ -30,6 +31,7 @@ QEL_GID = 64124
 STATE_NAME = "com.vexa.IOControl.State"
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
+_FOLDERS = _ROOT / "data/tmpfiles.d/orvad.conf"
 _BUS_SOCKET = "run/dbus/system_bus_socket"
 BUILD = "/opt/orvad"  # where the build folder is seen inside
 _SYSTEM = ("lib", "lib64", "bin", "sbin", "libexec")
@@ -106,7 +108,7 @@ class Sandbox:
     dropins: name -> text of the files in /etc/orvad.d.
     with_bus: whether start() starts a bus. bus_policy: its policy elements.
     with_user_qel, with_group_qel: whether the daemon's user and group exist.
-    conf_owner: who owns /etc/orvad, "qel" or "root".
+    conf_owner: who owns /etc/orvad, "qel" as it is installed, or "root".
     users: name -> (uid, gid) of further users who may use the bus.
     binds: (path outside, path inside) pairs, writable, devices allowed; below
         /dev they are links, which dangle while the device is away.
@@ -180,12 +182,11 @@ class Sandbox:
     def _fill(self):
         """Everything that the sandbox shows, except what is the system's."""
         self.root.chmod(0o711)
-        for folder in ("etc/orvad", "etc/orvad.d", "etc/dbus-1",
-                       "etc/service_registry/services.d",
-                       "etc/legacyconfig/legacymappings.d", "run/dbus", "tmp",
-                       "sys", "share", "log"):
+        for folder in ("etc/dbus-1", "run/dbus", "tmp", "sys", "share",
+                       "log"):
             (self.root / folder).mkdir(parents=True)
         self.tmp.chmod(0o1777)
+        self._make_folders()
         sanitizers.prepare(self.run / "sanitizer")
         self._sanitizers = sanitizers.built_into(self.build / self.program)
         shutil.copytree(_ROOT / "data/event-types", self.share / "event-types")
@@ -194,8 +195,21 @@ class Sandbox:
         self._put(self.etc / "orvad/orvad.conf", self._orvad_conf)
         for name, text in self._dropins.items():
             self._put(self.etc / "orvad.d" / name, text)
-        if self._conf_owner == "qel":
-            os.chown(self.etc / "orvad", QEL_UID, QEL_GID)
+
+    def _make_folders(self):
+        """The folders that the daemon writes to, as they are installed;
+        tmpfiles.d(5)."""
+        ids = {"root": (0, 0), "qel": (QEL_UID, QEL_GID)}
+        lines = _FOLDERS.read_text(encoding="utf-8").splitlines()
+        for entry in filter(None, (shlex.split(line, comments=True)
+                                   for line in lines)):
+            _, path, mode, user, group, _ = entry
+            folder = self.root / path.lstrip("/")
+            folder.mkdir()
+            os.chown(folder, ids[user][0], ids[group][1])
+            folder.chmod(int(mode, 8))
+        if self._conf_owner == "root":
+            os.chown(self.etc / "orvad", 0, 0)
 
     def _fill_etc(self):
         users = {"root": (0, 0), **self._users}
