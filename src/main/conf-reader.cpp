@@ -4,6 +4,7 @@
 #include "main/conf-elements.h"
 #include "platform/bootblock.h"
 #include "util/glib-ptr.h"
+#include "util/identity.h"
 #include "util/unique-fd.h"
 
 #include <fcntl.h>
@@ -204,7 +205,11 @@ bool conf_read_drop_dir(const char *path)
 		if (name == nullptr)
 			break;
 		const std::string file = std::string(path) + "/" + name;
-		good = conf_read_configuration(file.c_str());
+		if (util::is_of_service_user(file.c_str()))
+			g_warning("Ignoring %s, which belongs to %s",
+				  file.c_str(), util::kServiceUser);
+		else
+			good = conf_read_configuration(file.c_str());
 	}
 	return good;
 }

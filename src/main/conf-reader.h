@@ -9,5 +9,7 @@
 bool conf_read_configuration(const char *path);
 
 /// Reads every file of a directory, in the order of its listing, up to the
-/// first that fails; false then, and when there is no such directory.
+/// first that fails; false then, and when there is no such directory. What
+/// belongs to the daemon's user is left out, with a warning, when root reads:
+/// the daemon may write there for other reasons.
 bool conf_read_drop_dir(const char *path);

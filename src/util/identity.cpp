@@ -4,6 +4,7 @@
 #include <grp.h>
 #include <optional>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <glib.h>
@@ -68,6 +69,14 @@ ServiceIdentity::~ServiceIdentity()
 	if (seteuid(0) < 0 || setegid(group_) < 0 ||
 	    setgroups(groups_.size(), groups_.data()) < 0)
 		g_warning("Cannot act as root again: %s", g_strerror(errno));
+}
+
+bool is_of_service_user(const char *path)
+{
+	const auto account = account_for_root();
+	struct stat attributes;
+	return account && lstat(path, &attributes) == 0 &&
+	       attributes.st_uid == account->user->pw_uid;
 }
 
 void give_to_service_user(const char *path)

@@ -28,6 +28,10 @@ private:
 	std::vector<gid_t> groups_;
 };
 
+/// Whether @p path, a link itself when it is one, is kServiceUser's, and root
+/// asks: what only that user vouches for must not tell root what to do.
+bool is_of_service_user(const char *path);
+
 /// Gives a file that root has made to kServiceUser and its group, so that they
 /// may replace it later. A symbolic link is not followed. Nothing in a process
 /// that is not root, and where there is no such user.

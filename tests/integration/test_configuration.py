@@ -10,6 +10,7 @@ from gi.repository import GLib
 from lifecycle_support import (
     CONFIGURATION, WITHOUT_LEGACY, complaints, config, get_usage, listed,
     listed_names, parameters, port, refusal, set_usage, settle, sysfs_port)
+from sandbox import QEL_UID
 
 LAMP = port("lamp", 0)
 DOOR = port("door", 1, "input")
@@ -241,6 +242,21 @@ def test_every_port_of_a_hundred_is_saved_at_the_start(make_sandbox):
     assert {name: group["input_name"]
             for name, group in parameters(box).items()} == {
         f"p{n}": f"Input {n + 1}" for n in range(count)}
+
+
+@pytest.mark.parametrize("link", [False, True], ids=["file", "link"])
+def test_drop_in_of_the_daemon_s_user_does_not_tell_root_what_to_open(
+        make_sandbox, connect, link):
+    box = make_sandbox(config=config(LAMP), dropins={"more.xml": config(DOOR)})
+    planted = box.etc / "orvad.d/planted.xml"
+    if link:
+        (box.etc / "planted.xml").write_text(config(port("evil", 7)))
+        planted.symlink_to("/etc/planted.xml")
+    else:
+        planted.write_text(config(port("evil", 7)))
+    os.chown(planted, QEL_UID, -1, follow_symlinks=False)
+    serves_with(box, connect, ["door", "lamp"], [
+        f"WARNING Ignoring {dropin(planted.name)}, which belongs to qel"])
 
 
 @pytest.mark.parametrize("first", ["5", "2147483647", "9" * 30, "-1", "x"])
