@@ -4,7 +4,9 @@
 #include "ioport/port-list.h"
 #include "ioport/port-settings.h"
 #include "util/log.h"
+#include "util/regular-file.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -13,6 +15,8 @@
 namespace
 {
 
+/// Bytes. Anybody may leave the file.
+constexpr std::size_t kLargestFile = 64 * 1024 * 1024;
 constexpr std::string_view kPortPrefix = "IOPort.I";
 
 /// How the reading goes on after a key.
@@ -195,11 +199,19 @@ Kind kind_of(std::string_view group)
 }
 
 /// The number behind "IOPort.I"; nothing when there is none.
-std::optional<int> port_number(std::string_view group)
+std::optional<gint64> port_number(std::string_view group)
 {
 	if (group.size() < kPortPrefix.size())
 		return {};
-	return parse_digits<int>(group.substr(kPortPrefix.size()));
+	return parse_digits<gint64>(group.substr(kPortPrefix.size()));
+}
+
+/// None for a number that no port can have, too.
+PortRef find_port(gint64 number)
+{
+	return number <= G_MAXINT
+		       ? io_port_list_get_port(static_cast<int>(number))
+		       : PortRef();
 }
 
 Next apply_to_side(Import *import, Kind kind, IOPort *port, const Entry &entry)
@@ -216,12 +228,13 @@ Next apply(Import *import, const Entry &entry)
 	const auto number = port_number(entry.group);
 	if (!number)
 		return fail(import, "Failed to parse port number");
-	const PortRef port = io_port_list_get_port(*number);
+	const PortRef port = find_port(*number);
 	if (kind == Kind::Port)
 		return apply_direction(import, port.get(), entry);
 	if (!port) {
-		util::print_err("No port %d to write parhand data to.\n",
-				*number);
+		util::print_err(
+			"No port %d to write parhand data to.\n",
+			static_cast<int>(std::min<gint64>(*number, G_MAXINT)));
 		return Next::End;
 	}
 	return apply_to_side(import, kind, port.get(), entry);
@@ -260,8 +273,11 @@ bool read_parhand_parameters(const char *path, GError **error)
 		g_warning("Unable to read from parhand file");
 		return true;
 	}
+	std::string text;
+	if (!util::read_regular_file(path, kLargestFile, &text, error))
+		return false;
 	const util::KeyFilePtr file(g_key_file_new());
-	if (!g_key_file_load_from_file(file.get(), path,
+	if (!g_key_file_load_from_data(file.get(), text.data(), text.size(),
 				       G_KEY_FILE_KEEP_COMMENTS, error))
 		return false;
 	Import import = {file.get(), error};

@@ -75,8 +75,8 @@ bool is_of_service_user(const char *path)
 {
 	const auto account = account_for_root();
 	struct stat attributes;
-	return account && lstat(path, &attributes) == 0 &&
-	       attributes.st_uid == account->user->pw_uid;
+	return account && (lstat(path, &attributes) != 0 ||
+			   attributes.st_uid == account->user->pw_uid);
 }
 
 void give_to_service_user(const char *path)

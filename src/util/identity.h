@@ -28,8 +28,9 @@ private:
 	std::vector<gid_t> groups_;
 };
 
-/// Whether @p path, a link itself when it is one, is kServiceUser's, and root
-/// asks: what only that user vouches for must not tell root what to do.
+/// Whether @p path, a link itself when it is one, is kServiceUser's, or cannot
+/// be looked at, and root asks: what only that user vouches for must not tell
+/// root what to do.
 bool is_of_service_user(const char *path);
 
 /// Gives a file that root has made to kServiceUser and its group, so that they

@@ -331,13 +331,20 @@ def make_socket(path):
         listener.bind(str(path))
 
 
+def make_huge(path):
+    """More than any memory, and on no disk."""
+    path.write_text(EVERYTHING)
+    os.truncate(path, 1 << 40)
+
+
 @pytest.mark.parametrize("make", [
-    os.mkdir, os.mkfifo, make_socket,
+    os.mkdir, os.mkfifo, make_socket, make_huge,
     lambda path: os.mknod(path, 0o020666, os.makedev(1, 5)),
     lambda path: os.symlink("/nowhere", path),
     lambda path: os.symlink(path, path),
     lambda path: os.symlink("/tmp", path),
-], ids=["folder", "fifo", "socket", "endless device", "dangling link", "loop",
+], ids=["folder", "fifo", "socket", "huge", "endless device",
+        "dangling link", "loop",
         "link to a folder"])
 def test_something_else_in_the_file_s_place_is_left_alone(make_sandbox,
                                                           connect, make):
