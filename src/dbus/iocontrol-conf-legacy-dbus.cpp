@@ -19,7 +19,6 @@ extern "C" {
 namespace
 {
 
-constexpr const char *kModule = "iocontrol-conf-legacy-dbus.c";
 constexpr const char *kDescription =
 	"/org/orvad/com.vexa.Configuration.Legacy.IOControl1.xml";
 constexpr const char *kRegistrationFailure =
@@ -216,14 +215,14 @@ void iocontrol_conf_legacy_dbus_connect()
 
 void iocontrol_conf_legacy_dbus_create()
 {
-	MODULE_ASSERT(kModule, legacy_ctrl == NULL);
+	MODULE_ASSERT(legacy::kModule, legacy_ctrl == NULL);
 	legacy_ctrl = std::make_unique<LegacyController>();
 	early_connection.reset();
 }
 
 void iocontrol_conf_legacy_dbus_destroy()
 {
-	MODULE_ASSERT(kModule, legacy_ctrl != NULL);
+	MODULE_ASSERT(legacy::kModule, legacy_ctrl != NULL);
 	legacy_ctrl.reset();
 }
 
@@ -232,8 +231,10 @@ void orvad_g_dbus_common_emit_property_changed_signal(const char *property,
 						      int number,
 						      PropertyObject object)
 {
+	if (!legacy_ctrl)
+		return;
 	const std::string path = legacy::path_of(number);
-	if (!legacy_ctrl || object < PROPERTY_INPUT || object > PROPERTY_PORT ||
+	if (object < PROPERTY_INPUT || object > PROPERTY_PORT ||
 	    !g_variant_is_object_path(path.c_str()))
 		return;
 	GVariantBuilder changed;

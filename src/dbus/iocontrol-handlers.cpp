@@ -201,19 +201,20 @@ gboolean on_handle_get_direction(IOControlState *object, Invocation *invocation,
 	return TRUE;
 }
 
-gboolean set_direction(const PortRef &port, IOControlState *object,
-		       Invocation *invocation, std::string_view direction)
+void set_direction(const PortRef &port, IOControlState *object,
+		   Invocation *invocation, std::string_view direction)
 {
-	if (direction != "input" && direction != "output")
-		return fail(invocation, IO_CONTROL_ERROR_GENERIC,
-			    "Incorrect input to set_direction eiter use "
-			    "'input' or 'output'");
-	if (!io_port_set_direction(port.get(), direction == "input"))
-		return fail(invocation, IO_CONTROL_ERROR_NOT_CONFIGURABLE,
-			    "Port not configurable.");
-	legacy_counts_announce();
-	iocontrol_state_complete_set_direction(object, invocation);
-	return TRUE;
+	if (direction != "input" && direction != "output") {
+		fail(invocation, IO_CONTROL_ERROR_GENERIC,
+		     "Incorrect input to set_direction eiter use 'input' or "
+		     "'output'");
+	} else if (!io_port_set_direction(port.get(), direction == "input")) {
+		fail(invocation, IO_CONTROL_ERROR_NOT_CONFIGURABLE,
+		     "Port not configurable.");
+	} else {
+		legacy_counts_announce();
+		iocontrol_state_complete_set_direction(object, invocation);
+	}
 }
 
 /// Clients rely on the settings being saved even when the call fails.

@@ -34,6 +34,8 @@ void legacy_counts_init()
 	event_producer = event_producer_new(kProducer);
 	configuration_event =
 		configuration_event_new(event_producer, kProducer);
+	if (configuration_event == nullptr)
+		return;
 	configuration_event_declare(
 		configuration_event, legacy::kPortInterface,
 		legacy::path_of(legacy::kGlobalObject).c_str(), nullptr);
@@ -43,6 +45,10 @@ void legacy_counts_init()
 /// What could not be withdrawn may be used still, and is left alone.
 void legacy_counts_finalize()
 {
+	if (configuration_event == nullptr) {
+		event_producer_free(std::exchange(event_producer, nullptr));
+		return;
+	}
 	if (configuration_event_undeclare(
 		    configuration_event, legacy::kPortInterface,
 		    legacy::path_of(legacy::kGlobalObject).c_str(), nullptr)) {

@@ -57,31 +57,30 @@ constexpr Group kGlobalGroups[] = {
 	{"root.Properties.IO", global_count("ManualTriggerNbr")},
 };
 
+constexpr Parameter kConfigurable = {
+	"Configurable", legacy::kPortInterface,
+	"bool",         {"type", "readonly:yes_no"},
+	kReadable,      {}};
+constexpr Parameter kUsage = {
+	"Usage", legacy::kPortInterface, "string", kString, kWritable, {}};
+
+constexpr Parameter direction(const Option &legacy_type)
+{
+	return {"Direction", legacy::kPortInterface,
+		"string",    legacy_type,
+		kWritable,   {}};
+}
+
 constexpr Parameter kPortParameters[] = {
-	{"Configurable",
-	 legacy::kPortInterface,
-	 "bool",
-	 {"type", "readonly:yes_no"},
-	 kReadable,
-	 {}},
-	{"Direction",
-	 legacy::kPortInterface,
-	 "string",
-	 kFixedDirection,
-	 kWritable,
-	 {}},
-	{"Usage", legacy::kPortInterface, "string", kString, kWritable, {}},
+	kConfigurable,
+	direction(kFixedDirection),
+	kUsage,
 };
 
 constexpr Parameter kConfigurablePortParameters[] = {
-	kPortParameters[0],
-	{"Direction",
-	 legacy::kPortInterface,
-	 "string",
-	 kDirection,
-	 kWritable,
-	 {}},
-	kPortParameters[2],
+	kConfigurable,
+	direction(kDirection),
+	kUsage,
 };
 
 constexpr Parameter kInputParameters[] = {

@@ -10,6 +10,9 @@
 namespace legacy
 {
 
+/// What assertions name.
+constexpr const char *kModule = "iocontrol-conf-legacy-dbus.c";
+
 constexpr const char *kService =
 	"com.vexa.Configuration.Legacy.IOControl1.IOPort";
 constexpr const char *kPortInterface = kService;

@@ -6,6 +6,7 @@
 #include "ioport/port-settings.h"
 #include "ioport/port-state.h"
 #include "util/assert.h"
+#include "util/rate-limit.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -14,7 +15,8 @@
 namespace
 {
 
-constexpr const char *kModule = "iocontrol-conf-legacy-dbus.c";
+/// Complains of what clients write.
+util::RateLimit complaints;
 
 bool is_input_interface(std::string_view interface)
 {
@@ -172,8 +174,8 @@ Outcome set_direction(IOPort *port, const Write &write)
 	const auto index = word_index(write.value, kWords);
 	if (!index) {
 		const std::string text = shown(write.value);
-		g_warning("Undefined input: %s, for property: %s", text.c_str(),
-			  write.property);
+		complaints.warn("Undefined input: %s, for property: %s",
+				text.c_str(), write.property);
 		return refuse(write, "Bad Direction '%s'", text.c_str());
 	}
 	const bool input = *index == 1;
@@ -252,8 +254,8 @@ Outcome set_on_port(IOPort *port, const Write &write)
 bool legacy_set_property(const char *path, const char *interface,
 			 const char *property, GVariant *value, GError **error)
 {
-	MODULE_ASSERT(kModule, property != NULL);
-	MODULE_ASSERT(kModule, path != NULL);
+	MODULE_ASSERT(legacy::kModule, property != NULL);
+	MODULE_ASSERT(legacy::kModule, path != NULL);
 	const PortRef port = legacy::find_port(path, error);
 	if (!port)
 		return false;

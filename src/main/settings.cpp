@@ -29,8 +29,8 @@ bool read_old_parameters()
 	return true;
 }
 
-/// Saves what every start saves, and @p everything if that was read from
-/// elsewhere: settings of the ports that are not saved at every start included.
+/// Saves what every start saves and, for @p everything, also the ports that a
+/// start leaves out: their settings came from another file.
 bool save_parameters(bool everything)
 {
 	bool saved = param_save_all(util::kParameterFile);

@@ -29,6 +29,14 @@ def counts(inputs, outputs):
             (*source, *source, 3, f"NbrOfOutputs {outputs}")]
 
 
+def files(box):
+    """What tells the older system's two files from new ones."""
+    found = [(box.etc / path).stat() for path in (
+        "service_registry/services.d/orvad_service_registry.conf",
+        "legacyconfig/legacymappings.d/orvad.xml")]
+    return [(status.st_ino, status.st_mtime_ns) for status in found]
+
+
 class Announced:
     """A daemon, and what it has announced since before its start."""
 
@@ -153,6 +161,60 @@ def test_changes_are_announced_in_their_order(announce):
         announced.legacy.set(GATE, PORT, "Direction", "output")
         announced.service.call("SetDirection", GATE, "input")
     assert announced.take() == [*counts(2, 2), *counts(3, 1)] * 50
+
+
+# ---- resynchronisation ----
+
+@pytest.fixture(name="resynchronised")
+def fixture_resynchronised(announce):
+    """A daemon with the lamp to drop and the door to keep, and what happens
+    on the bus to the older system's interface, in order: each change of its
+    name's owner, (old, new), and the arguments of each event."""
+    announced = announce(port("door", "input", DOOR),
+                         port("lamp", "output", LAMP, optional=True))
+    announced.service.settle()
+    assert announced.take() == counts(1, 1)
+    happened = []
+
+    def changed(*signal):
+        name, *owners = signal[-1].unpack()
+        if name == SERVICE:
+            happened.append(tuple(owners))
+
+    def counted(*signal):
+        happened.append(signal[-1].unpack())
+
+    announced.listener.subscribe(BUS, "NameOwnerChanged", BUS_PATH, changed)
+    announced.listener.subscribe(CONFIGURATION_EVENTS, "Changed", OBJECT,
+                                 counted)
+    return announced, happened
+
+
+def test_counts_are_announced_while_nobody_has_the_name(resynchronised):
+    announced, happened = resynchronised
+    daemon = owner(announced.service.client, STATE)
+    for method, args, expected in [("DropIOPorts", [["lamp"]], (1, 0)),
+                                   ("RefreshIOPorts", [], (1, 1))]:
+        announced.service.call(method, *args)
+        announced.listener.sync(STATE)
+        assert happened == [(daemon, ""), *counts(*expected), ("", daemon)]
+        happened.clear()
+
+
+@pytest.mark.parametrize("method, args", [
+    ("DropIOPorts", [["unknown"]]), ("DropIOPorts", [["door"]]),
+    ("DropIOPorts", [["door", "unknown", ""]]), ("DropIOPorts", [[]]),
+    ("RefreshIOPorts", []),
+], ids=["unknown", "not optional", "several", "none", "nothing parked"])
+def test_call_that_changes_no_port_leaves_everything_as_it_is(
+        resynchronised, method, args):
+    announced, happened = resynchronised
+    before = files(announced.service.box)
+    assert announced.service.call(method, *args) in ([], None)
+    announced.listener.sync(STATE)
+    assert happened == []
+    assert files(announced.service.box) == before
+    assert announced.service.names() == ["lamp", "door"]
 
 
 # ---- on the bus ----

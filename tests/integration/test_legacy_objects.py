@@ -416,8 +416,7 @@ def told(client, recorder):
     """The count announcements so far."""
     client.sync()
     client.sync(CONFIGURATION_EVENTS)
-    return [tuple(part.rstrip("\n") if isinstance(part, str) else part
-                  for part in args) for args in recorder.args]
+    return recorder.args
 
 
 def test_direction_that_the_port_has_changes_nothing(service, legacy):

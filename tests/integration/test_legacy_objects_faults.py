@@ -9,6 +9,7 @@ from bus_client import STATE
 from legacy_support import PORT, PROPERTIES, SERVICE, path_of
 from lifecycle_support import complaints, set_usage, settle
 from ports_support import configuration, pipeline, port, post
+from waiting import wait_until
 
 CONFIGURATION_EVENTS = "org.orvad.ConfigurationEvents1"
 SUPERVISED = "com.vexa.IOSupervised.Supervised"
@@ -16,15 +17,24 @@ BUS = "org.freedesktop.DBus"
 LAMP = port("lamp", "output", 0, optional=True, names={"output": "Lamp"})
 SWITCH = "--disable_legacy_interface"
 FATAL = 128 + signal.SIGTRAP
-NAME_IS_NOT_FOR_IT = f"""
+
+
+def everything_but(what):
+    """A bus policy that denies that alone, an element's attributes."""
+    return f"""
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
-    <deny own="{SERVICE}"/>
+    <deny {what}/>
   </policy>
 """
+
+
+NAME_IS_NOT_FOR_IT = everything_but(f'own="{SERVICE}"')
+NAMES_STAY = everything_but(
+    f'send_interface="{BUS}" send_member="ReleaseName"')
 
 
 def bus_call(client, method, *args, signature="(s)"):
@@ -132,6 +142,22 @@ def test_name_that_the_bus_refuses_is_no_matter_when_switched_off(
     box.start([SWITCH])
     box.daemon.stop()
     assert complaints(box.daemon) == []
+
+
+def test_name_that_cannot_be_given_back_goes_with_the_daemon(
+        make_sandbox, connect):
+    box = make_sandbox(config=configuration(LAMP), bus_policy=NAMES_STAY)
+    box.start()
+    client = connect(box)
+    assert client.has_owner(SERVICE)
+    assert box.daemon.stop() == 0
+    first, *others = complaints(box.daemon)
+    assert first.startswith("WARNING Could not release DBus name: ")
+    assert "AccessDenied" in first
+    # GLib says as much of the other names.
+    assert [line for line in others if not line.startswith(
+        "WARNING Error releasing name ")] == []
+    wait_until(lambda: not client.has_owner(SERVICE), "the end of the name")
 
 
 # ---- the bus ----

@@ -93,6 +93,21 @@ def test_files_without_ports_describe_object_0(serve, ports):
     assert contents(serve(*ports)) == expected("none")
 
 
+@pytest.mark.parametrize("optional", [True, False],
+                         ids=["optional", "not optional"])
+def test_files_leave_out_a_port_that_cannot_be_set_up(serve, optional):
+    """At the start, and when they are written again."""
+    service = serve(port("gone", "input", 1, items={"setup": "fail"},
+                         optional=optional), LAMP)
+    assert service.names() == ["lamp"]
+    assert contents(service) == expected("output")
+    service.call("DropIOPorts", ["lamp"])
+    assert contents(service) == expected("none")
+    service.call("RefreshIOPorts")
+    assert contents(service) == expected("output")
+    assert failures(service) == []
+
+
 def test_files_belong_to_the_daemons_user_and_everybody_reads_them(serve):
     service = serve(LAMP)
     before = [path.stat() for path in paths(service)]
