@@ -225,10 +225,11 @@ def test_unit_leaves_the_capabilities_that_the_start_needs(build, connect):
 
 
 def test_unit_shows_what_the_older_system_leaves_in_tmp():
-    """Of a folder that is the service's own, nothing else could be seen."""
+    """In a folder of the service's own, nothing of that could be seen."""
     settings = unit_settings()
-    assert settings["PrivateTmp"] == ["yes"]
-    assert "-/tmp/orvad_ioport.conf" in settings["BindReadOnlyPaths"]
+    assert "PrivateTmp" not in settings
+    assert settings["RequiresMountsFor"] == ["/tmp"]
+    assert settings["ProtectSystem"] == ["strict"]
 
 
 # Users and folders
