@@ -180,6 +180,19 @@ def test_object_without_values_does_not_stop_the_rest(device, make_service,
     assert [entry["value"] for entry in listed] == [None, None, "door"]
 
 
+def test_object_whose_path_is_none_does_not_stop_the_rest(device,
+                                                         make_service):
+    service = make_service(
+        [parameter("Name", "string", number="-1"),
+         parameter("Name", "string", number="2/"),
+         parameter("Name", "string", number=3)],
+        {3: Answer(variants(Name=("s", "door")))})
+    assert [row[2] for row in device.rows()] == ["-", "-", "door"]
+    assert service.count("GetAll") == 1
+    listed = json.loads(output(device.run("-j")))["parameters"]
+    assert [entry["value"] for entry in listed] == [None, None, "door"]
+
+
 def test_property_without_a_value_is_a_dash(device, make_service):
     make_service([parameter("Name", "string"), parameter("Trig", "string")],
                  {1: Answer(variants(Trig=("s", "open")))})
@@ -271,10 +284,8 @@ def test_missing_mapping_is_told(device):
     (mapping(parameter("Y", "float")), 'root.X.Y: there is no type "float"'),
     (mapping(parameter("Y", "bool", words="")),
      'root.X.Y: "type" has no "truevalue"'),
-    (mapping(parameter("Y", "int", number="-1")),
-     f'root.X.Y: there can be no "{ROOT}/-1" of "{SERVICE}" on the bus'),
     (mapping(parameter("Y", "int", service="none")),
-     f'root.X.Y: there can be no "{ROOT}/1" of "none" on the bus'),
+     'root.X.Y: there can be no "none" on the bus'),
 ])
 def test_unusable_mapping_is_told(device, text, reason):
     device.mapping_file.write_text(text)
@@ -324,6 +335,8 @@ PORTS = [
     port("both", "io_ctrl", 3, names={"input": "In", "output": "Out"},
          defaults={"dir": "input", "usage": "Either"}),
     port("bare", "output", 4, properties={}),
+    port("unnumbered", "input", names={"input": "Nowhere"},
+         defaults={"usage": "Contact"}),
 ]
 FIRST_VIRTUAL_PORT = 5
 READABLE = "operator:1;admin:1;viewer:1"
@@ -339,7 +352,7 @@ DIRECTION = ("enum:input|Input, output|Output", WRITABLE)
 FIXED_DIRECTION = ("readonly:enum:input|Input, output|Output", WRITABLE)
 # Group, parameter, value as a person sees it, type and access.
 LISTED = [
-    ("root.Input", "NbrOfInputs", "2", *COUNT),
+    ("root.Input", "NbrOfInputs", "3", *COUNT),
     ("root.Output", "NbrOfOutputs", "1", *COUNT),
     ("root.Properties.IO", "ManualTriggerNbr", str(FIRST_VIRTUAL_PORT + 1),
      *COUNT),
@@ -368,6 +381,12 @@ LISTED = [
     ("root.IOPort.I3.Output", "Active", "closed", *LEVEL),
     ("root.IOPort.I3.Output", "Button", "none", *BUTTON),
     ("root.IOPort.I3.Output", "PulseTime", "0", *NUMBER),
+    # No object has the values of a port without a number.
+    ("root.IOPort.I-1", "Configurable", "-", *YES_NO),
+    ("root.IOPort.I-1", "Direction", "-", *FIXED_DIRECTION),
+    ("root.IOPort.I-1", "Usage", "-", *TEXT),
+    ("root.IOPort.I-1.Input", "Name", "-", *TEXT),
+    ("root.IOPort.I-1.Input", "Trig", "-", *LEVEL),
 ]
 
 
@@ -393,10 +412,12 @@ def test_parameters_of_the_daemon_as_json(running):
     parameters = running.parameters()
     assert sorted(parameters) == sorted(row[:2] for row in LISTED)
     assert parameters["root.Input", "NbrOfInputs"] == {
-        "group": "root.Input", "parameter": "NbrOfInputs", "value": 2,
+        "group": "root.Input", "parameter": "NbrOfInputs", "value": 3,
         "type": COUNT[0], "access": READABLE, "object": f"{ROOT}/0",
         "interface": f"{LEGACY}.IOPort", "property": "NbrOfInputs"}
     assert parameters["root.IOPort.I3", "Configurable"]["value"] is True
+    assert {entry["value"] for (group, _), entry in parameters.items()
+            if group.startswith("root.IOPort.I-1")} == {None}
     assert parameters["root.IOPort.I1.Input", "Name"] == {
         "group": "root.IOPort.I1.Input", "parameter": "Name",
         "value": "Front\n door", "type": "string", "access": WRITABLE,
@@ -417,7 +438,7 @@ def test_values_follow_changes(running, client):
     call("SetUsage", 2, "Siren")
     assert (value("root.IOPort.I3", "Direction"),
             value("root.Input", "NbrOfInputs"),
-            value("root.Output", "NbrOfOutputs")) == ("output", 1, 2)
+            value("root.Output", "NbrOfOutputs")) == ("output", 2, 2)
     assert value("root.IOPort.I1.Input", "Name") == "Back door"
     assert value("root.IOPort.I2.Output", "Active") == "open"
     assert value("root.IOPort.I2", "Usage") == "Siren"

@@ -76,6 +76,9 @@ private:
 bool LegacyBus::ask(const LegacyParameter &parameter,
 		    util::VariantPtr &properties, GError **error)
 {
+	// That of a port without a number; GDBus refuses to call it.
+	if (!g_variant_is_object_path(parameter.object.c_str()))
+		return true;
 	util::Error call_error;
 	util::VariantPtr answer(g_dbus_connection_call_sync(
 		connection_, parameter.service.c_str(),

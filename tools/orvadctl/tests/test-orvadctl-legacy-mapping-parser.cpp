@@ -219,14 +219,23 @@ TEST(LegacyMappingParser, NamesThePlaceThatLacksAnAttribute)
 		       "g: \"parameter\" has no \"name\"");
 }
 
-TEST(LegacyMappingParser, RefusesWhatCannotBeOnTheBus)
+TEST(LegacyMappingParser, RefusesAServiceThatCannotBeOnTheBus)
 {
 	expect_refused(mapping("<property dbus='a b' object='/a' "
 			       "interface='a.B' name='P'/>"),
-		       "root.X.Y: there can be no \"/a\" of \"a b\"");
-	expect_refused(mapping("<property dbus='a.B' object='/a/' "
-			       "interface='a.B' name='P'/>"),
-		       "root.X.Y: there can be no \"/a/\" of \"a.B\"");
+		       "root.X.Y: there can be no \"a b\" on the bus");
+}
+
+TEST(LegacyMappingParser, KeepsTheObjectOfAPortWithoutANumber)
+{
+	auto parameters =
+		parse(mapping("<property dbus='a.B' object='/a/-1' "
+			      "interface='a.B' name='P'><type type='int'/>"
+			      "</property>" +
+			      std::string(OPTIONS)));
+
+	ASSERT_EQ(parameters.size(), 1u);
+	EXPECT_EQ(parameters[0].object, "/a/-1");
 }
 
 TEST(LegacyMappingParser, RefusesUnknownTypes)
