@@ -5,7 +5,7 @@ import signal
 import pytest
 from gi.repository import GLib
 
-from bus_client import STATE, BusError
+from bus_client import CONFIGURATION_EVENTS, EVENTS, STATE, BusError
 from iobox_support import (BOTH, CLOSED, CONNECTED, GET_STATE, INPUT, NO_PROXY,
                            OUTPUT, SET_MODE, STATUS, UNCONNECTED_BOX,
                            UNKNOWN_STATE, UNKNOWN_STATUS, Reports, box_port,
@@ -16,9 +16,11 @@ from lifecycle_support import (WITHOUT_LEGACY, complaints,
 from peer import BUS, NEVER, Reply, in_turn
 from peers import IOBox, fixture_offer
 from ports_support import HOUR, changed, configuration, post
+from supervised_support import SUPERVISED
 from usage_support import held
 from waiting import wait_until
 
+CONNECTOR = "com.vexa.QEL.Connector"
 BROKEN = BusError("com.example.Error", "broken")
 BROKEN_REASON = "GDBus.Error:com.example.Error: broken"
 ABSENT_REASON = (f"GDBus.Error:{BUS}.Error.ServiceUnknown: The name "
@@ -250,6 +252,9 @@ def test_monitor_gone_meanwhile(serve_box):
     ids=["reappear", "restart", "take over", "crash"])
 def test_monitor_that_came_back_is_followed(serve_box, come_back):
     service = serve_box(CLOSED, *every_kind())
+    # The daemon takes its names one after the other.
+    for name in (SUPERVISED, CONNECTOR, EVENTS, CONFIGURATION_EVENTS):
+        wait_until(lambda: service.client.has_owner(name), f"{name} on the bus")
     before = held(service.client, service.daemon.pid)
     reports = Reports(service)
     for active in (True, False, True):
