@@ -71,10 +71,10 @@ configure() {
 		meson setup --wrap-mode=nodownload "$folder" "$ROOT" "$@"
 }
 
-# compile FOLDER TARGET...: one at a time, or two would spoil each other's
-# objects.
+# compile FOLDER TARGET...: one at a time in a folder, or two would spoil each
+# other's objects.
 compile() {
-	flock "$ROOT/build/compile.lock" ninja -C "$@"
+	flock "$1/compile.lock" ninja -C "$@"
 }
 
 # Leaves what root has built to who called sudo.
