@@ -219,8 +219,10 @@ def test_thousands_of_calls_without_reading_a_reply(service):
         post(client, "GetPortProps", ())
         post(client, "GetState", (i,))
         post(client, "StartActionSequence", (1, True, [(True, 0)]))
-        post(client, "DropIOPorts", (["park"],))
-        post(client, "RefreshIOPorts", ())
+        # These write the older system's files.
+        if i % 10 == 0:
+            post(client, "DropIOPorts", (["park"],))
+            post(client, "RefreshIOPorts", ())
     client.call("GetNbrPorts")
     assert service.names() == ["park", "in", "out"]
 
