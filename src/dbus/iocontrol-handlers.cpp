@@ -34,11 +34,6 @@ gboolean fail_no_port(Invocation *invocation)
 	return fail(invocation, IO_CONTROL_ERROR_NO_PORT, "No such port.");
 }
 
-const char *activelow_word(bool activelow)
-{
-	return activelow ? "open" : "closed";
-}
-
 const char *text_or_empty(const std::optional<std::string> &text)
 {
 	return text ? text->c_str() : "";
@@ -237,23 +232,24 @@ gboolean on_handle_get_active(IOControlState *object, Invocation *invocation,
 		return fail_no_port(invocation);
 	iocontrol_state_complete_get_active(
 		object, invocation,
-		activelow_word(io_port_get_activelow(port.get(), true)),
-		activelow_word(io_port_get_activelow(port.get(), false)));
+		io_port_activelow_word(io_port_get_activelow(port.get(), true)),
+		io_port_activelow_word(
+			io_port_get_activelow(port.get(), false)));
 	return TRUE;
 }
 
 void set_active(const PortRef &port, IOControlState *object,
 		Invocation *invocation, bool input, std::string_view state)
 {
-	const bool open = state == "open";
-	if (!open && state != "closed")
+	const auto open = io_port_parse_activelow(state);
+	if (!open)
 		fail(invocation, IO_CONTROL_ERROR_GENERIC,
 		     "Incorrect input to set_active eiter use 'open' or "
 		     "'closed'");
-	else if (!io_port_set_activelow(port.get(), open, input))
+	else if (!io_port_set_activelow(port.get(), *open, input))
 		fail(invocation, IO_CONTROL_ERROR_GENERIC,
-		     open ? "Could not set port to open."
-			  : "Could not set port to closed.");
+		     *open ? "Could not set port to open."
+			   : "Could not set port to closed.");
 	else
 		iocontrol_state_complete_set_active(object, invocation);
 }

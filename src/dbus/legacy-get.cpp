@@ -21,7 +21,7 @@ GVariant *text_variant(const std::optional<std::string> &text)
 
 GVariant *level_variant(bool activelow)
 {
-	return g_variant_new_string(activelow ? "open" : "closed");
+	return g_variant_new_string(io_port_activelow_word(activelow));
 }
 
 GVariant *count_variant(unsigned count)

@@ -112,9 +112,8 @@ std::optional<int> word_index(GVariant *value,
 /// other.
 std::optional<bool> level_of(GVariant *value)
 {
-	static constexpr const char *const kWords[] = {"closed", "open"};
-	const auto index = word_index(value, kWords);
-	return index ? std::optional(*index == 1) : std::nullopt;
+	const auto text = text_of(value);
+	return text ? io_port_parse_activelow(*text) : std::nullopt;
 }
 
 Outcome set_name(IOPort *port, const Write &write)

@@ -13,11 +13,6 @@ namespace
 
 constexpr const char *kModule = "ioport.c";
 
-const char *activelow_word(bool activelow)
-{
-	return activelow ? "open" : "closed";
-}
-
 /// Holds `lock` with no sequence running.
 std::unique_lock<std::mutex> lock_exclusive(IOPort *port)
 {
@@ -38,7 +33,7 @@ void apply_input_activelow(IOPort *port, bool activelow)
 		return;
 	announce_state(port);
 	orvad_g_dbus_common_emit_property_changed_signal(
-		"Trig", activelow_word(activelow), port->number,
+		"Trig", io_port_activelow_word(activelow), port->number,
 		PROPERTY_INPUT);
 }
 
@@ -51,7 +46,7 @@ void apply_output_activelow(IOPort *port, bool activelow)
 	const bool high = port->functions->get_state(port) > 0;
 	io_port_set_state_internal(port, high == activelow);
 	orvad_g_dbus_common_emit_property_changed_signal(
-		"Active", activelow_word(activelow), port->number,
+		"Active", io_port_activelow_word(activelow), port->number,
 		PROPERTY_OUTPUT);
 }
 
@@ -92,6 +87,20 @@ void store_name(IOPort *port, std::optional<std::string> *field,
 }
 
 } // namespace
+
+const char *io_port_activelow_word(bool activelow)
+{
+	return activelow ? "open" : "closed";
+}
+
+std::optional<bool> io_port_parse_activelow(std::string_view word)
+{
+	for (const bool activelow : {false, true}) {
+		if (word == io_port_activelow_word(activelow))
+			return activelow;
+	}
+	return {};
+}
 
 bool io_port_set_direction(IOPort *ioport, bool input)
 {

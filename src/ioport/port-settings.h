@@ -5,6 +5,8 @@
 
 #include "ioport/ioport.h"
 
+#include <string_view>
+
 /// The longest name or usage text, in bytes without the final zero. A bus
 /// disconnects whoever sends more than its limit, 32 MiB as a rule
 /// (max_message_size in dbus-daemon(1)), and a message may hold several texts.
@@ -16,6 +18,13 @@ bool io_port_text_fits(const char *text);
 /// Switches a configurable port between input and output; any other port is
 /// refused. Ends a running sequence.
 bool io_port_set_direction(IOPort *port, bool input);
+
+/// "open" for an active level of true, "closed" for false: what users and other
+/// services call it.
+const char *io_port_activelow_word(bool activelow);
+
+/// The active level that @p word stands for; nothing for any other word.
+std::optional<bool> io_port_parse_activelow(std::string_view word);
 
 /// The active level of the input or of the output side.
 bool io_port_get_activelow(const IOPort *port, bool input);

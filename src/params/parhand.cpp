@@ -94,16 +94,6 @@ std::optional<std::string> parse_text(std::string_view value)
 	return text;
 }
 
-/// "open" is true, "closed" is false.
-std::optional<bool> parse_level(std::string_view value)
-{
-	if (value == "open")
-		return true;
-	if (value == "closed")
-		return false;
-	return {};
-}
-
 // ---- the kinds of groups ----
 
 Next apply_input(Import *import, IOPort *port, const Entry &entry)
@@ -114,7 +104,7 @@ Next apply_input(Import *import, IOPort *port, const Entry &entry)
 			return fail_key(import, entry.key);
 		io_port_set_input_name(port, name->c_str());
 	} else if (entry.key == "Trig") {
-		const auto activelow = parse_level(entry.value);
+		const auto activelow = io_port_parse_activelow(entry.value);
 		if (!activelow)
 			return fail_key(import, entry.key);
 		io_port_set_activelow(port, *activelow, true);
@@ -126,7 +116,7 @@ Next apply_input(Import *import, IOPort *port, const Entry &entry)
 
 Next apply_output_level(Import *import, IOPort *port, const Entry &entry)
 {
-	const auto activelow = parse_level(entry.value);
+	const auto activelow = io_port_parse_activelow(entry.value);
 	if (!activelow)
 		return fail_key(import, entry.key);
 	io_port_set_activelow(port, *activelow, false);
