@@ -8,8 +8,7 @@ from lifecycle_support import complaints, input_group
 from peer import BUS, BUS_PATH
 from peers import IOBox
 from ports_support import Service, configuration, event, key, port
-from supervised_support import SUPERVISED, call_supervised
-from waiting import wait_until
+from supervised_support import Supervising
 
 INPUT, OUTPUT, BOTH, BOTH_OUT = 3, 5, 7, 8
 """Numbers of the ports of every kind."""
@@ -88,33 +87,12 @@ def every_kind(**options):
                      **options)]
 
 
-class Boxed(Service):
+class Boxed(Supervising, Service):
     """A running daemon, with both of its interfaces, and its box."""
 
     def __init__(self, sandbox, connect, iobox):
         self.iobox = iobox
         super().__init__(sandbox, connect)
-        self._wait_for_interface()
-
-    def start_again(self):
-        super().start_again()
-        self._wait_for_interface()
-
-    def _wait_for_interface(self):
-        wait_until(lambda: self.client.has_owner(SUPERVISED),
-                   f"{SUPERVISED} on the bus")
-
-    def ask(self, method, *args):
-        """Calls a method of the Supervised interface."""
-        return call_supervised(self.client, method, *args)
-
-    def supervise(self, *numbers, on=True):
-        for number in numbers:
-            self.ask("SetSupervised", number, on)
-
-    def readout(self, number):
-        """The state and the level."""
-        return self.ask("GetSupervisedReadout", number)
 
     def asked(self):
         """What the box was asked since the last time: (method, argument, ...)

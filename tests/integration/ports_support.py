@@ -291,12 +291,12 @@ def start(box, connect, argv=()):
 @pytest.fixture(name="serve")
 def fixture_serve(make_sandbox, connect):
     """serve(port, ..., **sandbox options): a running daemon with those ports.
-    prepare(box): called before the daemon starts."""
-    def serve(*ports, prepare=None, **options):
+    prepare(box): called before the daemon starts, with argv."""
+    def serve(*ports, prepare=None, argv=(), **options):
         box = make_sandbox(config=configuration(*ports), **options)
         if prepare is not None:
             prepare(box)
-        return Service(box, connect)
+        return Service(box, connect, argv)
     return serve
 
 

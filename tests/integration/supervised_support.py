@@ -178,11 +178,11 @@ def _range(attributes):
     return f"<range{pairs}/>"
 
 
-class Guarded(Wired):
-    """A running daemon, with both of its interfaces, and its board."""
+class Supervising:
+    """For a Service: its Supervised interface, too."""
 
-    def __init__(self, box, connect, board):
-        super().__init__(box, connect, board)
+    def __init__(self, *args):
+        super().__init__(*args)
         self._wait_for_interface()
 
     def start_again(self):
@@ -204,6 +204,10 @@ class Guarded(Wired):
     def readout(self, number):
         """The state and the level."""
         return self.ask("GetSupervisedReadout", number)
+
+
+class Guarded(Supervising, Wired):
+    """A running daemon, with both of its interfaces, and its board."""
 
     def set_level(self, zone, level):
         self.board.adc("adc", address(zone), level)
