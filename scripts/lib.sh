@@ -13,7 +13,7 @@ BUILD_PACKAGES=(
 )
 TEST_PACKAGES=(
 	python3-gi gir1.2-glib-2.0 python3-pytest python3-pytest-xdist locales
-	linux-libc-dev-mipsel-cross
+	linux-libc-dev-mipsel-cross mandoc
 )
 
 # What happens now, for the person who is watching.
