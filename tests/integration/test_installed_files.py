@@ -1,63 +1,93 @@
 """What a distribution installs: it is where the documentation says, and does
 what it is there for."""
 
-import os
 import pathlib
 import re
-import shlex
-import signal
 import subprocess
 import xml.etree.ElementTree
 
 import pytest
 from gi.repository import Gio, GLib
 
-from lifecycle_support import LimitedSandbox, complaints, identity
+from bus_client import STATE, STATE_PATH
+from installed_support import (DATA, ROOT, declared_users, documented_files,
+                               entries)
+from legacy_support import SERVICE as LEGACY, path_of
+from lifecycle_support import complaints, identity
 from peers import ActionEngine, fixture_offer
-from ports_support import (Service, configuration, fixture_serve, port,
-                           pipeline, read_parameters)
+from policy_support import CONNECTOR, CONTROL
+from ports_support import fixture_serve, pipeline, port, read_parameters
 from sandbox import QEL_GID, QEL_UID
+from supervised_support import SUPERVISED, SUPERVISED_PATH
 
-_ROOT = pathlib.Path(__file__).resolve().parents[2]
-_DATA = _ROOT / "data"
 _SYSUSERS = "sysusers.d/orvad.conf"
 _TMPFILES = "tmpfiles.d/orvad.conf"
-_UDEV = "udev/60-orvad-gpio.rules"
-_UNIT = "systemd/orvad.service"
 
 LAMP = 0
 PORT = port("lamp", "output", LAMP)
 
 
-def read(name):
-    return (_DATA / name).read_text("utf-8")
-
-
-def entries(name):
-    """The lines of a file that are no comments, as lists of fields."""
-    lines = (shlex.split(line, comments=True)
-             for line in read(name).splitlines())
-    return [line for line in lines if line]
-
-
-def documented_files():
-    """What the table of docs/installation.md says is installed."""
-    text = (_ROOT / "docs/installation.md").read_text("utf-8")
-    return set(re.findall(r"^\| `(/[^`]*)` \|", text.split("\n## ")[1], re.M))
-
-
-def test_every_file_is_installed_where_the_documentation_says(build, tmp_path):
+@pytest.fixture(name="installed")
+def fixture_installed(build, tmp_path):
+    """The folder into which everything is installed."""
     subprocess.run(["meson", "install", "-C", build, "--no-rebuild", "--quiet",
                     "--destdir", tmp_path], check=True)
-    installed = {f"/{path.relative_to(tmp_path)}"
-                 for path in tmp_path.rglob("*") if not path.is_dir()}
-    assert installed == documented_files()
+    return tmp_path
+
+
+def test_every_file_is_installed_where_the_documentation_says(installed):
+    assert {f"/{path.relative_to(installed)}"
+            for path in installed.rglob("*") if not path.is_dir()} \
+        == documented_files()
+
+
+# The interfaces
+
+OBJECTS = {
+    STATE: (STATE, STATE_PATH),
+    SUPERVISED: (SUPERVISED, SUPERVISED_PATH),
+    CONNECTOR: (CONNECTOR, "/com/vexa/QEL/Connector"),
+    "com.vexa.Configuration.Legacy.IOControl1": (LEGACY, path_of(LAMP)),
+}
+"""File -> a name and an object that have what it describes."""
+
+
+def shape(interface):
+    """What an interface says but for its documentation."""
+    def arguments(part):
+        return [(argument.name, argument.signature) for argument in part]
+    return (
+        {method.name: (arguments(method.in_args), arguments(method.out_args))
+         for method in interface.methods},
+        {signal.name: arguments(signal.args) for signal in interface.signals},
+        {prop.name: (prop.signature, prop.flags)
+         for prop in interface.properties})
+
+
+def test_interfaces_are_described_as_they_are(installed, serve):
+    described = {}
+    for path in (installed / "usr/share/dbus-1/interfaces").iterdir():
+        node = Gio.DBusNodeInfo.new_for_xml(path.read_text("utf-8"))
+        described[path.stem] = {interface.name: shape(interface)
+                                for interface in node.interfaces}
+    service = serve(port("both", "io_ctrl", LAMP))
+    served = {}
+    for file, (name, path) in OBJECTS.items():
+        service.box.wait_for_name(name)
+        text, = service.client.call(
+            "Introspect", name=name, path=path,
+            interface="org.freedesktop.DBus.Introspectable")
+        served[file] = {
+            interface.name: shape(interface)
+            for interface in Gio.DBusNodeInfo.new_for_xml(text).interfaces
+            if not interface.name.startswith("org.freedesktop.DBus.")}
+    assert described == served
 
 
 # The action templates
 
 ACTIONS = pathlib.PurePosixPath("/etc/orvad/actions")
-TEMPLATES = sorted((_DATA / "actions").iterdir())
+TEMPLATES = sorted((DATA / "actions").iterdir())
 BASIC_TYPES = {"b", "i", "u", "s"}
 
 
@@ -67,7 +97,7 @@ def template(path):
 
 def interface(name):
     """A shipped interface and where its object is."""
-    text = (_ROOT / f"src/dbus/{name}.xml").read_text("utf-8")
+    text = (ROOT / f"src/dbus/{name}.xml").read_text("utf-8")
     path = re.search(r"Object (/\S+) on the system bus", text)[1]
     return Gio.DBusNodeInfo.new_for_xml(text).lookup_interface(name), path
 
@@ -187,59 +217,7 @@ def test_longest_duration_of_a_template_does_not_wrap():
     assert LONGEST * 1000 < 2**31 <= (LONGEST + 1) * 1000
 
 
-# The unit
-
-def unit_settings():
-    """The unit's settings: name -> words of all its values."""
-    settings = {}
-    for line in read(_UNIT).splitlines():
-        name, assigned, value = line.partition("=")
-        if assigned and not line.startswith("#"):
-            settings.setdefault(name, []).extend(value.split())
-    return settings
-
-
-def test_unit_starts_an_installed_program():
-    program, = unit_settings()["ExecStart"]
-    assert program in documented_files()
-
-
-def test_unit_leaves_the_capabilities_that_the_start_needs(build, connect):
-    known = subprocess.run(["setpriv", "--list-caps"], check=True, text=True,
-                           capture_output=True).stdout.split()
-    left = {name.removeprefix("CAP_").lower()
-            for name in unit_settings()["CapabilityBoundingSet"]}
-    assert left < set(known)
-    with LimitedSandbox(build, lacking=set(known) - left,
-                        config=configuration(PORT), orvad_conf="") as box:
-        saved = box.etc / "orvad/orvad.conf"
-        os.chown(saved, QEL_UID, QEL_GID)
-        saved.chmod(0o660)
-        service = Service(box, connect)
-        assert identity(service.daemon.pid) == (QEL_UID, QEL_GID)
-        after = saved.stat()
-        assert (after.st_uid, after.st_gid, after.st_mode & 0o7777) == (
-            QEL_UID, QEL_GID, 0o660)
-        assert service.daemon.stderr() == ""
-        assert complaints(service.daemon) == []
-
-
-def test_unit_shows_what_the_older_system_leaves_in_tmp():
-    """In a folder of the service's own, nothing of that could be seen."""
-    settings = unit_settings()
-    assert "PrivateTmp" not in settings
-    assert settings["RequiresMountsFor"] == ["/tmp"]
-    assert settings["ProtectSystem"] == ["strict"]
-
-
 # Users and folders
-
-def declared_users():
-    """The users and the groups that the users' file declares."""
-    lines = entries(_SYSUSERS)
-    users = {line[1] for line in lines if line[0] == "u"}
-    return users, users | {line[1] for line in lines if line[0] == "g"}
-
 
 def test_users_file_declares_what_it_says():
     """sysusers.d(5): type, name, id, then a text, home and shell; or, of type
@@ -255,7 +233,7 @@ def test_users_file_declares_what_it_says():
             assert len(rest) <= (3 if kind == "u" else 0)
     assert users == {"qel"}
     assert memberships == [("qel", "gpio")]
-    assert "gpio" in groups
+    assert groups == {"qel", "gpio", CONTROL}
 
 
 def test_folders_file_names_only_known_users():
@@ -290,99 +268,3 @@ def test_folders_let_the_daemon_save_as_qel(serve):
     saved = read_parameters(service.parameter_file)
     assert any("Hall" in group.values() for group in saved.values())
     assert complaints(service.daemon) == []
-
-
-# The udev rules
-
-UDEV_KEY = re.compile(
-    r'(ACTION|KERNEL|SUBSYSTEM|GROUP|MODE|RUN|GOTO|LABEL)'
-    r'(==|!=|\+=|=)"([^"]*)"')
-
-
-def rules():
-    """The rules, each a list of (key, operator, value); udev(7)."""
-    found = []
-    for line in read(_UDEV).splitlines():
-        if not line or line.startswith("#"):
-            continue
-        keys = UDEV_KEY.findall(line)
-        assert ", ".join(f'{key}{how}"{value}"'
-                         for key, how, value in keys) == line
-        found.append(keys)
-    return found
-
-
-def programs(**device):
-    """What the rules run for a device, as udev reads rules."""
-    run, target = [], None
-    for rule in rules():
-        labels = [value for key, _, value in rule if key == "LABEL"]
-        if target is not None and target not in labels:
-            continue
-        target = None
-        if not all(pathlib.PurePath(device[key]).match(value) == (how == "==")
-                   for key, how, value in rule if how in ("==", "!=")):
-            continue
-        run += [value for key, _, value in rule if key == "RUN"]
-        target = next((value for key, _, value in rule if key == "GOTO"), None)
-    assert target is None, "GOTO without a LABEL behind it"
-    return run
-
-
-def run_programs(box, path, **device):
-    """Runs in the sandbox what the rules run for the device."""
-    for value in programs(**device):
-        line = value.replace("%S", "/sys").replace("%p", path)
-        program = box.start_program(shlex.split(line.replace("$$", "$")))
-        assert (program.finish(), program.output()) == (0, "")
-
-
-def make_attributes(folder, *names):
-    folder.mkdir(parents=True)
-    for name in names:
-        (folder / name).touch()
-        (folder / name).chmod(0o200)
-
-
-def qel_may_write(path):
-    status = path.stat()
-    return status.st_gid == QEL_GID and status.st_mode & 0o020 != 0
-
-
-def test_udev_rules_let_qel_export_lines(make_sandbox):
-    box = make_sandbox()
-    folder = box.sys / "class/gpio"
-    make_attributes(folder, "export", "unexport", "other")
-    run_programs(box, "/devices/gpiochip0", ACTION="add", SUBSYSTEM="gpio",
-                 KERNEL="gpiochip0")
-    assert {path.name for path in folder.iterdir() if qel_may_write(path)} == {
-        "export", "unexport"}
-
-
-@pytest.mark.parametrize("line", ["gpio7", "door-contact"])
-@pytest.mark.parametrize("attributes", [
-    {"direction", "edge", "active_low", "value"}, {"active_low", "value"}],
-    ids=["any line", "fixed line"])
-def test_udev_rules_let_qel_use_exported_lines(make_sandbox, line, attributes):
-    box = make_sandbox()
-    folder = box.sys / "devices" / line
-    make_attributes(folder, "uevent", *attributes)
-    run_programs(box, f"/devices/{line}", ACTION="add", SUBSYSTEM="gpio",
-                 KERNEL=line)
-    assert {path.name for path in folder.iterdir()
-            if qel_may_write(path)} == attributes
-
-
-@pytest.mark.parametrize("device", [
-    {"ACTION": "remove", "SUBSYSTEM": "gpio", "KERNEL": "gpio7"},
-    {"ACTION": "add", "SUBSYSTEM": "mem", "KERNEL": "gpio7"}])
-def test_udev_rules_leave_other_devices_alone(device):
-    assert not programs(**device)
-
-
-def test_udev_rules_name_declared_groups_only():
-    _, groups = declared_users()
-    named = {value for rule in rules() for key, _, value in rule
-             if key == "GROUP"}
-    named.update(re.findall(r"chgrp (\S+)", read(_UDEV)))
-    assert named == {"gpio", "qel"} <= groups

@@ -1,91 +1,27 @@
-"""The installed bus policy: whom it lets do what, on a bus that lets nobody do
-anything else."""
+"""The installed bus policy: whom it lets serve, and what it lets the daemon
+ask other services, on a bus that lets nobody do anything else."""
 
-import os
-import pathlib
-import re
 import signal
-import subprocess
 
 import pytest
 
-from bus_client import (CONFIGURATION_EVENTS, EVENTS, PRODUCER, PRODUCER_PATH,
-                        STATE, STATE_PATH, BusError)
+from bus_client import BusError
 from iobox_support import INPUT, box_port, fixture_serve_box
-from legacy_support import PROPERTIES, SERVICE as LEGACY, path_of
+from legacy_support import SERVICE as LEGACY
 from lifecycle_support import WITHOUT_LEGACY, complaints, identity
 from peers import (ActionEngine, BootBlock, Coordinator, IOBox, Streamer,
                    fixture_offer)
+from policy_support import (BUS, BUS_PATH, CLOSED_BUS, NAMES, ROOT, USERS,
+                            fixture_connect_as, shipped_policy)
 from ports_support import configuration, event, fixture_serve, port
 from sandbox import QEL_UID
-from supervised_support import SUPERVISED, SUPERVISED_PATH
 from virtual_inputs_support import fixture_follow
-from waiting import DEADLINE, wait_until
+from waiting import wait_until
 
-_DATA = pathlib.Path(__file__).resolve().parents[2] / "data"
-ACTIONS = sorted((_DATA / "actions").iterdir())
+ACTIONS = sorted((ROOT / "data/actions").iterdir())
 
-CONNECTOR = "com.vexa.QEL.Connector"
-CONNECTOR_PATH = "/com/vexa/QEL/Connector"
-NAMES = [STATE, SUPERVISED, CONNECTOR, EVENTS, LEGACY, CONFIGURATION_EVENTS]
 LAMP = 0
 PORT = port("lamp", "output", LAMP, events=[event("IOPort")])
-GUEST = 64200
-
-# As a system bus starts out, but for signals, which it lets everybody hear.
-CLOSED_BUS = """
-  <policy context="default">
-    <allow user="*"/>
-    <deny own="*"/>
-    <deny send_type="method_call"/>
-    <deny receive_type="signal"/>
-    <allow send_type="signal"/>
-    <allow send_requested_reply="true" send_type="method_return"/>
-    <allow send_requested_reply="true" send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_sender="org.freedesktop.DBus"/>
-    <allow send_destination="org.freedesktop.DBus"/>
-  </policy>
-"""
-
-
-def shipped_policy():
-    """The policy elements of the shipped file."""
-    text = (_DATA / "dbus/com.vexa.IOControl.conf").read_text("utf-8")
-    return re.search("<busconfig>(.*)</busconfig>", text, re.S)[1]
-
-
-def as_guest(box, command, *argv, stdout, stderr=None):
-    """Starts gdbus on the sandbox's bus, as a user without rights."""
-    return subprocess.Popen(
-        ["gdbus", command, "--system", *argv], text=True,
-        stdin=subprocess.DEVNULL, stdout=stdout, stderr=stderr,
-        env={**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": box.bus_address},
-        user=GUEST, group=GUEST, extra_groups=[])
-
-
-def call_as_guest(box, name, path, method, *args):
-    """The status of a call by that user, its reply and its error."""
-    with as_guest(box, "call", "--dest", name, "--object-path", path,
-                  "--method", method, *args, stdout=subprocess.PIPE,
-                  stderr=subprocess.PIPE) as process:
-        reply, error = process.communicate(timeout=DEADLINE)
-    return process.returncode, reply.strip(), error
-
-
-def ask_for_name(box, name):
-    return call_as_guest(box, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                         "org.freedesktop.DBus.RequestName", name, "0")
-
-
-@pytest.fixture(name="service")
-def fixture_service(serve):
-    """The daemon on a bus that lets nobody do anything but for the shipped
-    policy."""
-    return serve(PORT, bus_policy=CLOSED_BUS + shipped_policy(),
-                 users={"guest": (GUEST, GUEST)})
 
 
 def test_closed_bus_lets_not_even_root_serve_without_the_policy(make_sandbox,
@@ -94,69 +30,17 @@ def test_closed_bus_lets_not_even_root_serve_without_the_policy(make_sandbox,
     box.start_bus()
     for name in NAMES:
         with pytest.raises(BusError, match="AccessDenied"):
-            connect(box).call("RequestName", "(su)", (name, 0),
-                              name="org.freedesktop.DBus",
-                              path="/org/freedesktop/DBus")
+            connect(box).call("RequestName", "(su)", (name, 0), name=BUS,
+                              path=BUS_PATH)
 
 
-@pytest.mark.parametrize("name", NAMES)
-def test_policy_lets_the_daemon_serve_as_qel(service, name):
-    wait_until(lambda: service.client.has_owner(name), f"{name} on the bus")
-    assert service.client.call(
-        "GetConnectionUnixUser", "(s)", (name,), name="org.freedesktop.DBus",
-        path="/org/freedesktop/DBus") == (QEL_UID,)
-
-
-@pytest.mark.parametrize("name", NAMES)
-def test_policy_lets_nobody_else_serve(service, name):
-    status, _, error = ask_for_name(service.box, name)
-    assert status != 0
-    assert "org.freedesktop.DBus.Error.AccessDenied" in error
-
-
-def test_policy_lets_everybody_use_the_ports(service):
-    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.SetState",
-                         str(LAMP), "true") == (0, "()", "")
-    assert call_as_guest(service.box, STATE, STATE_PATH, f"{STATE}.GetState",
-                         str(LAMP)) == (0, "(true,)", "")
-
-
-def test_policy_lets_everybody_use_supervision(service):
-    wait_until(lambda: service.client.has_owner(SUPERVISED),
-               f"{SUPERVISED} on the bus")
-    assert call_as_guest(
-        service.box, SUPERVISED, SUPERVISED_PATH,
-        f"{SUPERVISED}.IsSupervisable", str(LAMP)) == (0, "(false, false)", "")
-
-
-def test_policy_lets_everybody_read_connectors(service):
-    wait_until(lambda: service.client.has_owner(CONNECTOR),
-               f"{CONNECTOR} on the bus")
-    assert call_as_guest(
-        service.box, CONNECTOR, CONNECTOR_PATH,
-        f"{CONNECTOR}.GetConnectorStates", "*") == (0, "(@ai [],)", "")
-
-
-def test_policy_lets_everybody_read_declarations(service):
-    status, reply, _ = call_as_guest(
-        service.box, EVENTS, PRODUCER_PATH, f"{PRODUCER}.ListDeclarations")
-    assert status == 0
-    assert "'port'" in reply
-
-
-@pytest.mark.parametrize("name, signal", [
-    (STATE, f"{STATE}.PortChanged"), (EVENTS, f"{PRODUCER}.Event")])
-def test_policy_lets_everybody_hear_signals(service, tmp_path, name, signal):
-    heard = tmp_path / "heard"
-    with heard.open("wb") as output, as_guest(
-            service.box, "monitor", "--dest", name, stdout=output) as monitor:
-        try:
-            wait_until(lambda: "is owned by" in heard.read_text(),
-                       "the monitor to listen")
-            service.call("SetState", LAMP, True)
-            wait_until(lambda: signal in heard.read_text(), signal)
-        finally:
-            monitor.kill()
+def test_policy_lets_the_daemon_serve_as_qel(serve):
+    service = serve(PORT, bus_policy=CLOSED_BUS + shipped_policy())
+    for name in NAMES:
+        wait_until(lambda: service.client.has_owner(name),
+                   f"{name} on the bus")
+        assert service.client.call("GetConnectionUnixUser", "(s)", (name,),
+                                   name=BUS, path=BUS_PATH) == (QEL_UID,)
 
 
 # ---- the device's other services ----
@@ -172,7 +56,7 @@ def options(qel, *kinds):
     owners = "".join(f'<allow own="{kind.NAME}"/>' for kind in kinds)
     return {"bus_policy": f'{CLOSED_BUS}<policy user="root">{owners}</policy>'
                           f'{shipped_policy()}',
-            "users": {"guest": (GUEST, GUEST)}, "with_user_qel": qel}
+            "users": USERS, "with_user_qel": qel}
 
 
 def check_start(service, qel):
@@ -183,16 +67,20 @@ def check_start(service, qel):
             if qel or "qel" not in line] == []
 
 
-def check_guest_is_refused(service, *peers):
-    for peer in peers:
-        status, _, error = call_as_guest(service.box, peer.NAME, peer.PATH,
-                                         "org.freedesktop.DBus.Peer.Ping")
-        assert status != 0
-        assert "org.freedesktop.DBus.Error.AccessDenied" in error
+@pytest.fixture(name="check_guest_is_refused")
+def fixture_check_guest_is_refused(connect_as):
+    def check(service, *peers):
+        guest = connect_as(service.box, "guest")
+        for peer in peers:
+            with pytest.raises(BusError, match="AccessDenied"):
+                guest.call("Ping", name=peer.NAME, path=peer.PATH,
+                           interface="org.freedesktop.DBus.Peer")
+    return check
 
 
 @either_user
-def test_policy_lets_the_daemon_alone_use_the_action_engine(serve, offer, qel):
+def test_policy_lets_the_daemon_alone_use_the_action_engine(
+        serve, offer, check_guest_is_refused, qel):
     engines = []
 
     def prepare(box):
@@ -205,7 +93,8 @@ def test_policy_lets_the_daemon_alone_use_the_action_engine(serve, offer, qel):
 
 
 @either_user
-def test_policy_lets_the_daemon_alone_use_the_io_box(serve_box, qel):
+def test_policy_lets_the_daemon_alone_use_the_io_box(
+        serve_box, check_guest_is_refused, qel):
     service = serve_box({INPUT: "closed"}, box_port(INPUT),
                         **options(qel, IOBox))
     check_start(service, qel)
@@ -220,7 +109,8 @@ def test_policy_lets_the_daemon_alone_use_the_io_box(serve_box, qel):
 
 
 @either_user
-def test_policy_lets_the_daemon_alone_use_video_channels_and_ptz(follow, qel):
+def test_policy_lets_the_daemon_alone_use_video_channels_and_ptz(
+        follow, check_guest_is_refused, qel):
     device = follow(channels={1: True, 2: True}, ptz=False,
                     **options(qel, Streamer, Coordinator))
     check_start(device.service, qel)
@@ -234,7 +124,8 @@ def test_policy_lets_the_daemon_alone_use_video_channels_and_ptz(follow, qel):
 
 
 @either_user
-def test_policy_lets_the_daemon_alone_read_the_boot_block(serve, offer, qel):
+def test_policy_lets_the_daemon_alone_read_the_boot_block(
+        serve, offer, check_guest_is_refused, qel):
     """As root, which it is at that time with qel, too."""
     blocks = []
 
@@ -275,13 +166,3 @@ def test_daemon_without_the_older_system_does_not_need_its_name(make_sandbox):
     daemon = box.start(WITHOUT_LEGACY)
     daemon.stop()
     assert complaints(daemon) == []
-
-
-def test_policy_lets_everybody_use_the_older_system_s_objects(service):
-    lamp = path_of(LAMP)
-    assert call_as_guest(
-        service.box, LEGACY, lamp, f"{PROPERTIES}.Set", LEGACY, "Usage",
-        "<b'porch'>") == (0, "()", "")
-    assert call_as_guest(
-        service.box, LEGACY, lamp, f"{PROPERTIES}.Get", LEGACY, "Usage") == (
-            0, "(<'porch'>,)", "")
