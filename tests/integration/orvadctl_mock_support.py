@@ -41,6 +41,16 @@ ANSWERS = {
                               3: Answer("", "Lamp")}.get(port, NO_PORT),
     "GetActive": Answer("open", "closed"),
     "GetUsage": Answer("Door switch"),
+    "GetNbrPorts": Answer(4, 1),
+    "GetState": lambda port: Answer(port == 2),
+    "GetDirection": lambda port: Answer("output" if port == 3 else "input"),
+    "IsConfigurable": lambda port: Answer(port == 4),
+    "SetDirection": lambda port, direction: Answer() if port == 4 else Answer(
+        error=("com.vexa.IOControl.Error.Not_configurable",
+               "Port not configurable.")),
+    "SetActive": Answer(),
+    "SetName": Answer(),
+    "SetUsage": Answer(),
     "SetState": lambda port, active: Answer() if port == 3 else Answer(
         error=("com.vexa.IOControl.Error.Not_output", "Port not output.")),
     "SetVirtual": Answer(),
@@ -55,6 +65,11 @@ RANGES = [("short", 0, 39), ("closed", 80, 249), ("open", 200, 319),
 # Port 2 can be supervised.
 SUPERVISED_ANSWERS = {
     "IsSupervisable": lambda port: Answer(port == 2, False),
+    "GetNumberOfPorts": Answer(4, 1),
+    "GetSupervisedPortNumbers": Answer([2]),
+    "GetSupervisedStates": lambda port: Answer(4, [
+        (state,) for state in ("open", "closed", "short", "cut")])
+                           if port == 2 else NOT_SUPERVISABLE,
     "GetSupervised": lambda port: Answer(port == 2),
     "SetSupervised": lambda port, on: Answer() if port == 2
                      else NOT_SUPERVISABLE,
@@ -63,6 +78,15 @@ SUPERVISED_ANSWERS = {
     "SetSupervisedRanges": Answer(),
     "GetSupervisedReadout": lambda port: Answer("closed", 120) if port == 2
                             else NOT_SUPERVISABLE,
+}
+CONNECTOR_ANSWERS = {
+    "GetNumConnectors": lambda kind: Answer(
+        {"video connector": 2, "audio connector": 1}[kind]),
+    "GetConnectorStates": Answer([]),
+    "EmitSNMPEvent": Answer(error=(
+        "org.freedesktop.DBus.Error.UnknownMethod",
+        "Method EmitSNMPEvent is not implemented on interface "
+        "com.vexa.QEL.Connector")),
 }
 DESCRIPTION = {
     "type": GLib.Variant("s", ""),

@@ -93,18 +93,27 @@ class Running:
 class Terminal:
     """A run whose output goes to a terminal of its own."""
 
-    def __init__(self, program, address, *words, columns=80, env=None):
+    def __init__(self, program, address, *words, columns=80, rows=24,
+                 env=None):
+        self._received = b""
+        self._resized = []  # after which output, and how wide
         self._far, near = pty.openpty()
-        self.resize(columns)
+        termios.tcsetwinsize(self._far, (rows, columns))
         self.process = program.popen(
             address, *words, stdout=near, stderr=near,
             env={"TERM": "xterm", **(env or {})})
         os.close(near)
-        self._received = b""
 
-    def resize(self, columns):
-        """Gives the terminal that many columns."""
-        termios.tcsetwinsize(self._far, (24, columns))
+    def resize(self, columns, rows=24):
+        """Gives the terminal that many columns, and tells the program, as the
+        kernel does for the processes of a session's terminal."""
+        self._resized.append((len(self.text), columns))
+        termios.tcsetwinsize(self._far, (rows, columns))
+        self.process.send_signal(signal.SIGWINCH)
+
+    def type(self, text):
+        """What a user types, which the terminal shows."""
+        os.write(self._far, text.encode())
 
     def _read(self):
         """Takes what there is; False once nobody holds the other end."""
@@ -123,11 +132,19 @@ class Terminal:
 
     @property
     def screen(self):
-        """The lines that can be seen, without their colours."""
+        """The lines that can be seen, without their colours. What is wider
+        than the terminal after it was resized is wrapped."""
         lines = [""]
         row = 0
-        for token in re.findall("\033\\[\\d*[A-Za-z]|\r\n|[^\033\r]+",
-                                self.text):
+        resized = list(self._resized)
+        for match in re.finditer("\033\\[\\d*[A-Za-z]|\r\n|[^\033\r]+",
+                                 self.text):
+            token = match[0]
+            while resized and resized[0][0] <= match.start():
+                _, columns = resized.pop(0)
+                lines = [line[begin:begin + columns] for line in lines
+                         for begin in range(0, max(len(line), 1), columns)]
+                row = len(lines) - 1
             if token == "\r\n":
                 row += 1
                 lines[row:] = lines[row:] or [""]

@@ -22,9 +22,10 @@ def test_missing_command_is_told_in_one_line(run, words):
 @pytest.mark.parametrize("words", [["help"], ["--help"], ["-h"]])
 def test_help_lists_every_command(run, words):
     text = output(run(*words))
-    for command in ("list", "get", "set", "pulse", "watch", "events",
-                    "supervise", "ranges", "readout", "triggers",
-                    "connectors", "legacy", "drop", "refresh", "help"):
+    for command in ("list", "get", "set", "state", "pulse", "direction",
+                    "polarity", "name", "usage", "count", "watch", "events",
+                    "declarations", "settings", "supervise", "ranges", "readout", "triggers",
+                    "connectors", "snmp", "legacy", "drop", "refresh", "help"):
         assert f"\n  {command} " in text
 
 

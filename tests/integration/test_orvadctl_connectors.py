@@ -147,7 +147,8 @@ def test_access_denied_to_connectors_is_told(tmp_path, program):
                  CONNECTOR_PATH: (CONNECTOR_XML, {})})]
     try:
         assert failure(program.run(bus.address, "connectors")) == (
-            "the bus does not let this user do that; run it as root")
+            "the bus does not let this user do that; do it as root or as a "
+            "member of the group qel-control")
     finally:
         for mock in mocks:
             mock.stop()

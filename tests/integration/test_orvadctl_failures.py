@@ -1,6 +1,7 @@
 """What orvadctl makes of a bus or service that is missing, slow or wrong."""
 
 import re
+import socket
 
 import pytest
 
@@ -14,15 +15,34 @@ from orvadctl_support import fixture_program, fixture_start_on
 COMMANDS = [["list"], ["get", "2"], ["set", "3", "on"], ["pulse", "3", "10"],
             ["supervise", "2", "on"], ["ranges", "2"],
             ["ranges", "2", "open", "0", "9"], ["readout", "2"],
-            ["triggers"], ["connectors"], ["refresh"]]
-WITHOUT_LISTING = [["drop", "lamp"]]
+            ["triggers"], ["connectors"], ["refresh"], ["state", "2"],
+            ["direction", "2"], ["polarity", "2"], ["name", "2"],
+            ["usage", "2"], ["supervise"]]
+WITHOUT_LISTING = [["drop", "lamp"], ["count"]]
 
 
 @pytest.mark.parametrize("words", [*COMMANDS, *WITHOUT_LISTING, ["watch"],
-                                   ["events"], ["readout", "2", "--live"]])
+                                   ["events"], ["settings"],
+                                   ["declarations"], ["snmp", "1", "0"],
+                                   ["readout", "2", "--live"]])
 def test_missing_bus_is_told(tmp_path, run, words):
     message = failure(run(*words, address=f"unix:path={tmp_path}/none"))
     assert message.startswith("cannot reach the system bus: ")
+    assert message.endswith("; correct DBUS_SYSTEM_BUS_ADDRESS, or unset it")
+
+
+def test_connection_that_is_refused_is_told(tmp_path, run):
+    path = tmp_path / "deaf"
+    with socket.socket(socket.AF_UNIX) as deaf:
+        deaf.bind(str(path))
+    message = failure(run("list", address=f"unix:path={path}"))
+    assert "Connection refused; correct DBUS_SYSTEM_BUS_ADDRESS" in message
+
+
+def test_missing_event_service_is_told(run):
+    assert failure(run("declarations")) == (
+        'the event service is not there; start the port daemon with '
+        '"systemctl start orvad"')
 
 
 @pytest.mark.parametrize("words", [*COMMANDS, *WITHOUT_LISTING])
@@ -93,8 +113,9 @@ def test_access_denied_by_the_bus_is_told(tmp_path, program):
     daemon = Mock(bus.address, STATE, {STATE_PATH: (STATE_XML, ANSWERS)})
     try:
         message = failure(program.run(bus.address, "list"))
-        assert message == ("the bus does not let this user do that; run it as "
-                           "root")
+        assert message == (
+            "the bus does not let this user do that; do it as root or as a "
+            "member of the group qel-control")
     finally:
         daemon.stop()
         bus.stop()

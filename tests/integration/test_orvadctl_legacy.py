@@ -8,6 +8,7 @@ import pytest
 from gi.repository import GLib
 
 import sanitizers
+from legacy_support import DECLARED
 from mock_bus import Answer, Mock
 from orvadctl_mock_support import failure, output
 from ports_support import SIGNATURES, configuration, port
@@ -244,7 +245,7 @@ def test_missing_answer_is_told(device, make_service):
     make_service([parameter("Name", "string")], {1: None})
     assert failure(device.run("--timeout", "1")) == (
         f"{ROOT}/1: the port daemon does not answer; try again with a longer "
-        "--timeout, or restart it")
+        '--timeout, or restart it with "systemctl restart orvad"')
 
 
 def test_service_that_leaves_in_the_middle_is_told(device, make_service):
@@ -319,9 +320,11 @@ def test_mapping_without_parameters_is_the_heading(device):
     assert json.loads(output(device.run("--json"))) == {"parameters": []}
 
 
-def test_legacy_takes_no_arguments(device):
-    assert failure(device.run("all"), 2).startswith(
-        "legacy: unexpected argument")
+@pytest.mark.parametrize("words", [
+    ["all"], ["set"], ["set", "root.X.Y"], ["get", "root.X.Y", "1"]])
+def test_legacy_takes_set_and_its_arguments_only(device, words):
+    assert failure(device.run(*words), 2).startswith(
+        'legacy: takes nothing, or "set", PARAMETER and VALUE')
 
 
 # Against the daemon.
@@ -495,3 +498,57 @@ def test_daemon_that_never_served_the_older_system_is_told(make_device):
     device = make_device(config=configuration(*PORTS))
     device.box.start(["--disable_legacy_interface"])
     assert "--disable_legacy_interface" in failure(device.run())
+
+
+# What is written, by property; the rest stays as it was.
+WRITTEN = {
+    ("root.IOPort.I3", "Direction"): "output",
+    ("root.IOPort.I1", "Usage"): "Größe\n",
+    ("root.IOPort.I1.Input", "Name"): "",
+    ("root.IOPort.I1.Input", "Trig"): "open",
+    ("root.IOPort.I2.Output", "Name"): "Horn",
+    ("root.IOPort.I2.Output", "Active"): "open",
+    ("root.IOPort.I2.Output", "Button"): "actinact",
+    ("root.IOPort.I2.Output", "PulseTime"): 7,
+    ("root.IOPort.I2.Output", "Mode"): "bistable",
+    ("root.IOPort.I2.Output", "DelayTime"): -7,
+}
+
+
+def test_every_property_that_can_be_written_can_be_set(running):
+    writable = {
+        (interface.rsplit(".", 1)[1], name)
+        for interface, properties in DECLARED.items()
+        for name, _, access in properties if access == "readwrite"}
+    assert writable == {
+        (group.split(".")[3] if group.count(".") == 3 else "IOPort", name)
+        for group, name in WRITTEN}
+    for (group, name), value in WRITTEN.items():
+        entry = json.loads(output(running.run(
+            "set", f"{group}.{name}", "--json", "--", str(value))))
+        assert (entry["group"], entry["parameter"], entry["value"]) == (
+            group, name, value)
+
+
+def test_parameter_that_was_set_is_a_line(running):
+    assert output(running.run("set", "root.IOPort.I2.Usage", "A\nB")) == (
+        "root.IOPort.I2.Usage: A\\nB\n")
+
+
+@pytest.mark.parametrize("name, value, reason", [
+    ("root.IOPort.I2.Output.Active", "high", ""),
+    ("root.IOPort.I1.Configurable", "yes", ""),
+    ("root.IOPort.I9.Usage", "x",
+     'there is no parameter "root.IOPort.I9.Usage"'),
+    ("root.IOPort.I-1.Usage", "x",
+     "root.IOPort.I-1.Usage: a port without a number has no object"),
+])
+def test_parameter_that_cannot_be_set_is_told(running, name, value, reason):
+    assert failure(running.run("set", name, value)).startswith(reason)
+
+
+def test_value_that_a_parameter_cannot_have_is_told(running):
+    assert failure(running.run(
+        "set", "root.IOPort.I2.Output.PulseTime", "long"), 2).startswith(
+            'root.IOPort.I2.Output.PulseTime takes a number of 32 bits, not '
+            '"long"')

@@ -62,7 +62,8 @@ def test_ranges_are_a_table_that_tells_what_overlaps(supervised, run):
         "open    200    319",
         "cut     380    399",
     ]
-    assert supervised.calls == [("GetSupervisedRanges", (2,))]
+    assert supervised.calls == [("GetSupervisedRanges", (2,)),
+                                ("GetSupervisedStates", (2,))]
 
 
 def test_ranges_that_only_a_file_can_hold_are_shown(make_daemon,
@@ -78,6 +79,7 @@ def test_ranges_that_only_a_file_can_hold_are_shown(make_daemon,
         "cut        7           7",
         r"a\x1b[2J   4294967286  5           no level is in it",
         "short      0           6",
+        "closed     -           -           no range",
     ]
 
 
@@ -87,13 +89,25 @@ def test_ranges_as_json_are_in_the_daemons_order(supervised, run):
             {"state": "short", "lower": 0, "upper": 39},
             {"state": "closed", "lower": 80, "upper": 249},
             {"state": "open", "lower": 200, "upper": 319},
-            {"state": "cut", "lower": 380, "upper": 399}]}
-    assert supervised.calls == [("GetSupervisedRanges", (2,))]
+            {"state": "cut", "lower": 380, "upper": 399}],
+        "without_range": []}
 
 
-def test_no_ranges_are_the_heading(make_daemon, make_supervised, run):
+def test_states_without_a_range_come_last(make_daemon, make_supervised, run):
     make_daemon()
-    make_supervised(GetSupervisedRanges=Answer([]))
+    make_supervised(GetSupervisedRanges=Answer([("cut", 0, 9)]),
+                    GetSupervisedStates=Answer(2, [("open",), ("cut",)]))
+    assert output(run("ranges", "2")).splitlines()[1:] == [
+        "cut    0      9", "open   -      -      no range"]
+    assert json.loads(output(run("ranges", "2", "-j")))[
+        "without_range"] == ["open"]
+
+
+def test_no_ranges_and_no_states_are_the_heading(make_daemon, make_supervised,
+                                                 run):
+    make_daemon()
+    make_supervised(GetSupervisedRanges=Answer([]),
+                    GetSupervisedStates=Answer(0, []))
     assert output(run("ranges", "2")) == "STATE  LOWER  UPPER  REMARK\n"
     assert json.loads(output(run("ranges", "2", "-j")))["ranges"] == []
 
@@ -277,7 +291,7 @@ def test_get_needs_no_right_to_supervised_inputs(tmp_path, program):
     try:
         assert without_supervision(lambda *words: program.run(bus.address,
                                                               *words))
-        assert "run it as root" in failure(
+        assert "member of the group qel-control" in failure(
             program.run(bus.address, "readout", "2"))
     finally:
         for mock in mocks:

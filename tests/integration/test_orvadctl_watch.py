@@ -85,6 +85,12 @@ def test_watch_ends_exactly_at_the_count(make_daemon, start):
     assert client.status == 0
 
 
+def test_watch_ends_after_its_time(make_daemon, run):
+    make_daemon()
+    result = run("watch", "--for", "0.05")
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+
+
 def test_watch_survives_the_daemon(make_daemon, start):
     daemon = make_daemon()
     client = watching(daemon, start)

@@ -31,6 +31,16 @@ std::optional<guint64> parse_number(const std::string &text, guint64 lowest,
 	return number;
 }
 
+std::optional<bool> parse_either(const std::string &text, const char *if_true,
+				 const char *if_false)
+{
+	if (text == if_true)
+		return true;
+	if (text == if_false)
+		return false;
+	return std::nullopt;
+}
+
 } // namespace
 
 std::optional<bool> parse_switch(const std::string &text)
@@ -43,6 +53,16 @@ std::optional<bool> parse_switch(const std::string &text)
 	if (std::find(std::begin(OFF), std::end(OFF), text) != std::end(OFF))
 		return false;
 	return std::nullopt;
+}
+
+std::optional<bool> parse_direction(const std::string &text)
+{
+	return parse_either(text, "input", "output");
+}
+
+std::optional<bool> parse_level(const std::string &text)
+{
+	return parse_either(text, "open", "closed");
 }
 
 std::optional<gint32> parse_milliseconds(const std::string &text)
@@ -77,7 +97,7 @@ std::optional<gint> parse_timeout(const std::string &text)
 	return static_cast<gint>(ms);
 }
 
-std::optional<gint32> parse_port_number(const std::string &text)
+std::optional<gint32> parse_integer(const std::string &text)
 {
 	const bool negative = text.starts_with('-');
 	const guint64 lowest = negative ? 1 : 0;
@@ -88,6 +108,11 @@ std::optional<gint32> parse_port_number(const std::string &text)
 		return std::nullopt;
 	auto number = static_cast<gint64>(*magnitude);
 	return static_cast<gint32>(negative ? -number : number);
+}
+
+std::optional<gint32> parse_port_number(const std::string &text)
+{
+	return parse_integer(text);
 }
 
 std::optional<guint32> parse_limit(const std::string &text)

@@ -9,28 +9,58 @@ namespace orvadctl
 namespace
 {
 
-/// The sentence for an error that the user can do something about; null for
-/// any other.
+/// An error that the user can do something about.
+struct KnownError {
+	bool (*matches)(const GError *error);
+	const char *sentence;
+};
+
+bool says_no_reply(const GError *error)
+{
+	return g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
+}
+
+bool says_bus_gone(const GError *error)
+{
+	return g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED);
+}
+
+bool says_denied(const GError *error)
+{
+	return g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED);
+}
+
+/// The first that matches counts.
+constexpr KnownError KNOWN_ERRORS[] = {
+	{says_service_missing, "the port daemon is not running; start it with "
+			       "\"systemctl start orvad\""},
+	{says_no_answer, "the port daemon does not answer; try again with a "
+			 "longer --timeout, or restart it with \"systemctl "
+			 "restart orvad\""},
+	{says_object_missing, "the port daemon is just starting or ending; try "
+			      "again in a moment"},
+	{says_no_reply, "the port daemon went away without an answer; try "
+			"again once it is back"},
+	{says_bus_gone, "the system bus went away; try again once it is back"},
+	{says_denied, "the bus does not let this user do that; do it as root "
+		      "or as a member of the group qel-control"},
+};
+
+/// Null for an error that is not known.
 const char *advice(const GError *error)
 {
-	if (says_service_missing(error))
-		return "the port daemon is not running; start it with "
-		       "\"systemctl start orvad\"";
-	if (says_no_answer(error))
-		return "the port daemon does not answer; try again with a "
-		       "longer --timeout, or restart it";
-	if (says_object_missing(error))
-		return "the port daemon is just starting or ending; try again "
-		       "in a moment";
-	if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY))
-		return "the port daemon went away without an answer; try "
-		       "again once it is back";
-	if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED))
-		return "the system bus went away; try again once it is back";
-	if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED))
-		return "the bus does not let this user do that; run it as "
-		       "root";
+	for (const KnownError &known : KNOWN_ERRORS)
+		if (known.matches(error))
+			return known.sentence;
 	return nullptr;
+}
+
+/// What to do about a bus that cannot be reached.
+const char *bus_advice()
+{
+	return g_getenv("DBUS_SYSTEM_BUS_ADDRESS")
+		       ? "correct DBUS_SYSTEM_BUS_ADDRESS, or unset it"
+		       : "start it with \"systemctl start dbus\"";
 }
 
 } // namespace
@@ -42,10 +72,8 @@ ConnectionPtr open_bus(GError **error)
 		g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &bus_error));
 
 	if (!connection) {
-		set_failure(error,
-			    "cannot reach the system bus: %s; is it running, "
-			    "and is DBUS_SYSTEM_BUS_ADDRESS right if set?",
-			    bus_error.message());
+		set_failure(error, "cannot reach the system bus: %s; %s",
+			    bus_error.message(), bus_advice());
 		return nullptr;
 	}
 	g_dbus_connection_set_exit_on_close(connection.get(), FALSE);

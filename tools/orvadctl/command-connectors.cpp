@@ -1,35 +1,13 @@
 #include "command.h"
+#include "connector-bus.h"
 #include "connector.h"
 #include "error.h"
-#include "qel-connector-glue.h"
 
 namespace orvadctl
 {
 
 namespace
 {
-
-constexpr const char *CONNECTOR_NAME = "com.vexa.QEL.Connector";
-constexpr const char *CONNECTOR_PATH = "/com/vexa/QEL/Connector";
-
-using ConnectorPtr = util::ObjectPtr<QELConnector>;
-
-/// The daemon's interface for connectors, which has a bus name of its own and
-/// may be missing; that shows at the first call.
-ConnectorPtr open_connector(IOControlState *daemon, GError **error)
-{
-	GDBusProxy *proxy = G_DBUS_PROXY(daemon);
-	ConnectorPtr connector(qelconnector_proxy_new_sync(
-		g_dbus_proxy_get_connection(proxy),
-		g_dbus_proxy_get_flags(proxy), CONNECTOR_NAME, CONNECTOR_PATH,
-		nullptr, error));
-
-	if (connector)
-		g_dbus_proxy_set_default_timeout(
-			G_DBUS_PROXY(connector.get()),
-			g_dbus_proxy_get_default_timeout(proxy));
-	return connector;
-}
 
 bool fetch_states(IOControlState *daemon, ConnectorKind kind,
 		  std::vector<bool> &states, GError **error)
@@ -40,7 +18,7 @@ bool fetch_states(IOControlState *daemon, ConnectorKind kind,
 	if (!connector || !qelconnector_call_get_connector_states_sync(
 				  connector.get(), connector_descr(kind),
 				  &listed, nullptr, error)) {
-		explain_interface_error(error, "connectors");
+		explain_connector_error(error);
 		return false;
 	}
 	util::VariantPtr owned(listed);
@@ -66,7 +44,7 @@ bool parse_kind(const std::vector<std::string> &arguments, ConnectorKind &kind,
 	return true;
 }
 
-bool run(Context &context, GError **error)
+bool run_connectors(Context &context, GError **error)
 {
 	ConnectorKind kind = ConnectorKind::ANY;
 
@@ -107,7 +85,7 @@ const Command CONNECTORS_COMMAND = {
 	OPTIONS_COMMON,
 	0,
 	1,
-	run,
+	run_connectors,
 };
 
 } // namespace orvadctl

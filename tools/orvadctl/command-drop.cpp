@@ -76,7 +76,7 @@ bool check_none(const Names &left, GError **error)
 	return false;
 }
 
-bool run(Context &context, GError **error)
+bool run_drop(Context &context, GError **error)
 {
 	const Names &names = context.options.arguments;
 	StatePtr daemon = open_daemon(context.options.timeout_ms, error);
@@ -106,7 +106,7 @@ const Command DROP_COMMAND = {
 	OPTIONS_COMMON,
 	1,
 	ANY_NUMBER,
-	run,
+	run_drop,
 };
 
 } // namespace orvadctl

@@ -336,7 +336,7 @@ bool Events::run(GError **error)
 			 [this] { declarations_.clear(); }, error);
 }
 
-bool run(Context &context, GError **error)
+bool run_events(Context &context, GError **error)
 {
 	ConnectionPtr connection = open_bus(error);
 
@@ -369,7 +369,7 @@ const Command EVENTS_COMMAND = {
 	OPTION_COUNT,
 	0,
 	0,
-	run,
+	run_events,
 };
 
 } // namespace orvadctl

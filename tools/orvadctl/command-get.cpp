@@ -1,5 +1,6 @@
 #include "command.h"
 #include "port-output.h"
+#include "port-settings.h"
 #include "supervised-output.h"
 #include "text.h"
 
@@ -11,47 +12,9 @@ namespace
 
 /// What only real ports have.
 struct Settings {
-	std::string input_level;
-	std::string output_level;
+	ActiveLevels levels;
 	std::string usage;
 };
-
-bool fetch_levels(IOControlState *daemon, const Port &port, Settings &settings,
-		  GError **error)
-{
-	char *input = nullptr;
-	char *output = nullptr;
-
-	bool answered = iocontrol_state_call_get_active_sync(
-		daemon, static_cast<guint>(port.number), &input, &output,
-		nullptr, error);
-	util::CharPtr owned_input(input);
-	util::CharPtr owned_output(output);
-	if (!answered) {
-		explain_port_error(error, port);
-		return false;
-	}
-	settings.input_level = input;
-	settings.output_level = output;
-	return true;
-}
-
-bool fetch_usage(IOControlState *daemon, const Port &port, Settings &settings,
-		 GError **error)
-{
-	char *usage = nullptr;
-
-	bool answered = iocontrol_state_call_get_usage_sync(
-		daemon, static_cast<guint>(port.number), &usage, nullptr,
-		error);
-	util::CharPtr owned_usage(usage);
-	if (!answered) {
-		explain_port_error(error, port);
-		return false;
-	}
-	settings.usage = usage;
-	return true;
-}
 
 bool fetch_settings(IOControlState *daemon, const Port &port,
 		    std::optional<Settings> &settings, GError **error)
@@ -59,8 +22,8 @@ bool fetch_settings(IOControlState *daemon, const Port &port,
 	if (!port.real())
 		return true;
 	settings.emplace();
-	return fetch_levels(daemon, port, *settings, error) &&
-	       fetch_usage(daemon, port, *settings, error);
+	return fetch_levels(daemon, port, settings->levels, error) &&
+	       fetch_usage(daemon, port, settings->usage, error);
 }
 
 /// All that there is to tell about a port.
@@ -89,8 +52,8 @@ void add_setting_members(JsonWriter &json,
 		json.null_member("usage");
 		return;
 	}
-	json.member("input_active_level", settings->input_level);
-	json.member("output_active_level", settings->output_level);
+	json.member("input_active_level", settings->levels.input);
+	json.member("output_active_level", settings->levels.output);
 	json.member("usage", settings->usage);
 }
 
@@ -156,8 +119,8 @@ void add_name_fields(Table &table, const UserNames &names)
 
 void add_setting_fields(Table &table, const Settings &settings)
 {
-	add_field(table, "Level as input", escape(settings.input_level));
-	add_field(table, "Level as output", escape(settings.output_level));
+	add_field(table, "Level as input", escape(settings.levels.input));
+	add_field(table, "Level as output", escape(settings.levels.output));
 	add_field(table, "Usage", escape(settings.usage));
 }
 
@@ -198,7 +161,7 @@ std::string get_text(const Details &details, bool colour)
 	return table.text(colour);
 }
 
-bool run(Context &context, GError **error)
+bool run_get(Context &context, GError **error)
 {
 	Target target;
 	Details details;
@@ -239,7 +202,7 @@ const Command GET_COMMAND = {
 	OPTIONS_COMMON,
 	1,
 	1,
-	run,
+	run_get,
 };
 
 } // namespace orvadctl

@@ -1,11 +1,11 @@
+#include "bus.h"
 #include "command.h"
 #include "error.h"
+#include "legacy-bus.h"
 #include "legacy-mapping-file.h"
-#include "report.h"
 #include "util/paths.h"
 
-#include <map>
-#include <tuple>
+#include <algorithm>
 
 namespace orvadctl
 {
@@ -13,145 +13,22 @@ namespace orvadctl
 namespace
 {
 
-constexpr const char *NO_PORT_ERROR = "com.vexa.IOControl.Error.No_port";
+/// What set PARAMETER VALUE has.
+constexpr std::size_t SETTING_ARGUMENTS = 3;
 
-/// Whether the error of a call says that the object or the interface is not
-/// there (any more), or has no values.
-bool says_no_value(const GError *error)
-{
-	util::CharPtr name(g_dbus_error_get_remote_error(error));
+using Parameters = std::vector<LegacyParameter>;
 
-	return says_object_missing(error) ||
-	       g_error_matches(error, G_DBUS_ERROR,
-			       G_DBUS_ERROR_UNKNOWN_PROPERTY) ||
-	       g_error_matches(error, G_DBUS_ERROR,
-			       G_DBUS_ERROR_INVALID_ARGS) ||
-	       g_strcmp0(name.get(), NO_PORT_ERROR) == 0;
-}
-
-void explain_error(GError **error, const LegacyParameter &parameter)
-{
-	if (!says_service_missing(*error)) {
-		explain_call_error(error);
-		g_prefix_error(error, "%s: ", parameter.object.c_str());
-		return;
-	}
-	g_clear_error(error);
-	set_failure(error,
-		    "nobody serves the older configuration system; start the "
-		    "port daemon with \"systemctl start orvad\", without "
-		    "--disable_legacy_interface");
-}
-
-/// Asks for the values of parameters. Each interface of an object is asked
-/// once.
-class LegacyBus
-{
-public:
-	LegacyBus(GDBusConnection *connection, gint timeout_ms)
-		: connection_(connection), timeout_ms_(timeout_ms)
-	{
-	}
-
-	/// A value that is not what it should be is left out, and standard
-	/// error tells so.
-	bool fetch(const LegacyParameter &parameter, LegacyValue &value,
-		   GError **error);
-
-private:
-	/// A service, an object and an interface.
-	using Place = std::tuple<std::string, std::string, std::string>;
-
-	bool find_properties(const LegacyParameter &parameter,
-			     GVariant *&properties, GError **error);
-	bool ask(const LegacyParameter &parameter, util::VariantPtr &properties,
-		 GError **error);
-
-	GDBusConnection *connection_;
-	gint timeout_ms_;
-	std::map<Place, util::VariantPtr> asked_;
-};
-
-/// @param properties null afterwards when there are none.
-bool LegacyBus::ask(const LegacyParameter &parameter,
-		    util::VariantPtr &properties, GError **error)
-{
-	// That of a port without a number; GDBus refuses to call it.
-	if (!g_variant_is_object_path(parameter.object.c_str()))
-		return true;
-	util::Error call_error;
-	util::VariantPtr answer(g_dbus_connection_call_sync(
-		connection_, parameter.service.c_str(),
-		parameter.object.c_str(), "org.freedesktop.DBus.Properties",
-		"GetAll", g_variant_new("(s)", parameter.interface.c_str()),
-		G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
-		timeout_ms_, nullptr, &call_error));
-
-	if (answer)
-		properties.reset(g_variant_get_child_value(answer.get(), 0));
-	if (answer || says_no_value(call_error.get()))
-		return true;
-	g_propagate_error(error, call_error.release());
-	explain_error(error, parameter);
-	return false;
-}
-
-bool LegacyBus::find_properties(const LegacyParameter &parameter,
-				GVariant *&properties, GError **error)
-{
-	auto [place, added] = asked_.try_emplace(
-		{parameter.service, parameter.object, parameter.interface});
-
-	if (added && !ask(parameter, place->second, error))
-		return false;
-	properties = place->second.get();
-	return true;
-}
-
-bool LegacyBus::fetch(const LegacyParameter &parameter, LegacyValue &value,
-		      GError **error)
-{
-	GVariant *properties = nullptr;
-
-	if (!find_properties(parameter, properties, error))
-		return false;
-	util::VariantPtr answer(
-		properties ? g_variant_lookup_value(properties,
-						    parameter.property.c_str(),
-						    nullptr)
-			   : nullptr);
-	util::Error oddity;
-	if (!legacy_value_from_variant(parameter, answer.get(), value, &oddity))
-		report_line(oddity.message());
-	return true;
-}
-
-bool fetch_settings(const Context &context,
-		    std::vector<LegacySetting> &settings, GError **error)
-{
-	std::vector<LegacyParameter> parameters;
-
-	if (!read_legacy_mapping(util::kLegacyMappingFile, parameters, error))
-		return false;
-	ConnectionPtr connection = open_bus(error);
-	if (!connection)
-		return false;
-	LegacyBus bus(connection.get(), context.options.timeout_ms);
-	for (LegacyParameter &parameter : parameters) {
-		LegacyValue value;
-		if (!bus.fetch(parameter, value, error))
-			return false;
-		settings.push_back({std::move(parameter), std::move(value)});
-	}
-	return true;
-}
-
-bool run(Context &context, GError **error)
+bool list(Context &context, const Parameters &parameters, LegacyBus &bus,
+	  GError **error)
 {
 	std::vector<LegacySetting> settings;
 
-	if (!fetch_settings(context, settings, error))
-		return false;
+	for (const LegacyParameter &parameter : parameters) {
+		LegacyValue value;
+		if (!bus.fetch(parameter, value, error))
+			return false;
+		settings.push_back({parameter, std::move(value)});
+	}
 	if (context.options.json)
 		context.output.line(legacy_json(settings));
 	else
@@ -160,12 +37,78 @@ bool run(Context &context, GError **error)
 	return true;
 }
 
+const LegacyParameter *find_parameter(const Parameters &parameters,
+				      const std::string &label, GError **error)
+{
+	auto found = std::find_if(parameters.begin(), parameters.end(),
+				  [&label](const LegacyParameter &parameter) {
+					  return parameter.label() == label;
+				  });
+
+	if (found != parameters.end())
+		return &*found;
+	set_failure(error,
+		    "there is no parameter \"%s\"; \"orvadctl legacy\" shows "
+		    "the groups and names, to be joined by a dot",
+		    label.c_str());
+	return nullptr;
+}
+
+/// Sets it, and shows the value that it has then.
+bool set(Context &context, const Parameters &parameters, LegacyBus &bus,
+	 GError **error)
+{
+	const std::vector<std::string> &arguments = context.options.arguments;
+	const LegacyParameter *parameter =
+		find_parameter(parameters, arguments[1], error);
+	LegacyValue value;
+
+	if (!parameter)
+		return false;
+	GVariant *written =
+		legacy_value_to_variant(*parameter, arguments[2], error);
+	if (!written || !bus.set(*parameter, written, error) ||
+	    !bus.fetch(*parameter, value, error))
+		return false;
+	const LegacySetting setting = {*parameter, value};
+	context.output.line(context.options.json
+				    ? legacy_setting_json(setting)
+				    : legacy_setting_text(setting));
+	return true;
+}
+
+bool check_words(const std::vector<std::string> &arguments, GError **error)
+{
+	if (arguments.empty() || (arguments.size() == SETTING_ARGUMENTS &&
+				  arguments.front() == "set"))
+		return true;
+	set_usage_error(error, "legacy: takes nothing, or \"set\", PARAMETER "
+			       "and VALUE");
+	return false;
+}
+
+bool run_legacy(Context &context, GError **error)
+{
+	const Options &options = context.options;
+	Parameters parameters;
+
+	if (!check_words(options.arguments, error) ||
+	    !read_legacy_mapping(util::kLegacyMappingFile, parameters, error))
+		return false;
+	ConnectionPtr connection = open_bus(error);
+	if (!connection)
+		return false;
+	LegacyBus bus(connection.get(), options.timeout_ms);
+	return options.arguments.empty() ? list(context, parameters, bus, error)
+					 : set(context, parameters, bus, error);
+}
+
 } // namespace
 
 const Command LEGACY_COMMAND = {
 	"legacy",
-	"",
-	"list the older system's parameters",
+	"[set PARAMETER VALUE]",
+	"list or set the older system's parameters",
 	"Lists the parameters that the older configuration system has of the "
 	"ports,\n"
 	"in the order of its mapping file, with the values that they have on "
@@ -175,14 +118,19 @@ const Command LEGACY_COMMAND = {
 	"told of them. Fails when it is switched off with\n"
 	"--disable_legacy_interface.\n"
 	"\n"
+	"With \"set\" gives a parameter another value and shows the one that "
+	"it has\n"
+	"then. PARAMETER is its group and its name with a dot between:\n"
+	"root.IOPort.I1.Usage.\n"
+	"\n"
 	"JSON: {\"parameters\": [{\"group\", \"parameter\", \"value\": number, "
 	"bool,\n"
 	"text, or null when there is none, \"type\", \"access\", \"object\",\n"
-	"\"interface\", \"property\"}]}.",
+	"\"interface\", \"property\"}]}; when setting, one of these objects.",
 	OPTIONS_COMMON,
 	0,
-	0,
-	run,
+	SETTING_ARGUMENTS,
+	run_legacy,
 };
 
 } // namespace orvadctl

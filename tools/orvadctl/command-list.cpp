@@ -80,7 +80,7 @@ std::string list_json(const std::vector<Port> &ports, const NamesList &names)
 	return json.document();
 }
 
-bool run(Context &context, GError **error)
+bool run_list(Context &context, GError **error)
 {
 	StatePtr daemon = open_daemon(context.options.timeout_ms, error);
 	std::vector<Port> ports;
@@ -119,7 +119,7 @@ const Command LIST_COMMAND = {
 	OPTION_NAMES,
 	0,
 	0,
-	run,
+	run_list,
 };
 
 } // namespace orvadctl

@@ -204,7 +204,7 @@ bool parse_steps(const std::vector<std::string> &arguments,
 	return true;
 }
 
-bool run(Context &context, GError **error)
+bool run_pulse(Context &context, GError **error)
 {
 	std::vector<Step> steps;
 	Target target;
@@ -243,7 +243,7 @@ const Command PULSE_COMMAND = {
 	OPTION_VIRTUAL | OPTION_NO_WAIT,
 	2,
 	ANY_NUMBER,
-	run,
+	run_pulse,
 };
 
 } // namespace orvadctl

@@ -5,6 +5,8 @@
 #include "supervised-output.h"
 #include "text.h"
 
+#include <algorithm>
+
 namespace orvadctl
 {
 
@@ -48,7 +50,8 @@ std::string remark_text(const Range &range, const std::vector<Range> &segments)
 	return text;
 }
 
-std::string ranges_text(const std::vector<Range> &ranges, bool colour)
+std::string ranges_text(const std::vector<Range> &ranges,
+			const std::vector<std::string> &unset, bool colour)
 {
 	const std::vector<Range> segments = segments_of(ranges);
 	Table table;
@@ -62,35 +65,58 @@ std::string ranges_text(const std::vector<Range> &ranges, bool colour)
 			       std::to_string(range.lower),
 			       std::to_string(range.upper),
 			       remark_text(range, segments)});
+	for (const std::string &state : unset)
+		table.add_row({line_state_cell(state), std::string("-"),
+			       std::string("-"), std::string("no range")});
 	return table.text(colour);
 }
 
-std::string ranges_json(const Port &port, const std::vector<Range> &ranges)
+std::string ranges_json(const Port &port, const std::vector<Range> &ranges,
+			const std::vector<std::string> &unset)
 {
 	JsonWriter json;
 
 	add_port_reference(json, port.number, port.name);
 	add_range_members(json, ranges);
+	json.member("without_range", unset);
 	return json.document();
+}
+
+/// The states that have no range, of those that ranges can be set for.
+std::vector<std::string> unset_states(const std::vector<std::string> &states,
+				      const std::vector<Range> &ranges)
+{
+	std::vector<std::string> unset;
+
+	for (const std::string &state : states)
+		if (std::none_of(ranges.begin(), ranges.end(),
+				 [&state](const Range &range) {
+					 return range.state == state;
+				 }))
+			unset.push_back(state);
+	return unset;
 }
 
 bool show_ranges(Context &context, GError **error)
 {
 	SupervisedTarget target;
 	std::vector<Range> ranges;
+	std::vector<std::string> states;
 
 	if (!find_supervised_target(context, target, error))
 		return false;
-	if (!fetch_ranges(target.supervised.get(), *target.port, ranges,
-			  error)) {
+	IOSupervisedSupervised *supervised = target.supervised.get();
+	if (!fetch_ranges(supervised, *target.port, ranges, error) ||
+	    !fetch_states(supervised, *target.port, states, error)) {
 		explain_supervised_error(error, *target.port);
 		return false;
 	}
+	auto unset = unset_states(states, ranges);
 	if (context.options.json)
-		context.output.line(ranges_json(*target.port, ranges));
+		context.output.line(ranges_json(*target.port, ranges, unset));
 	else
 		context.output.print(
-			ranges_text(ranges, context.output.colour()));
+			ranges_text(ranges, unset, context.output.colour()));
 	return true;
 }
 
@@ -126,7 +152,10 @@ bool parse_range(const std::vector<std::string> &arguments, Range &range,
 void show_range(Context &context, const Port &port, const Range &range)
 {
 	if (context.options.json) {
-		context.output.line(ranges_json(port, {range}));
+		JsonWriter json;
+		add_port_reference(json, port.number, port.name);
+		add_range_members(json, {range});
+		context.output.line(json.document());
 		return;
 	}
 	Cell state = line_state_cell(range.state);
@@ -156,7 +185,7 @@ bool set_range(Context &context, GError **error)
 	return true;
 }
 
-bool run(Context &context, GError **error)
+bool run_ranges(Context &context, GError **error)
 {
 	const std::size_t count = context.options.arguments.size();
 
@@ -179,7 +208,8 @@ const Command RANGES_COMMAND = {
 	"The\n"
 	"last range that a level is in counts; REMARK tells which levels of a "
 	"range\n"
-	"mean something else for that reason.\n"
+	"mean something else for that reason. States without a range come "
+	"last.\n"
 	"\n"
 	"With STATE (open, closed, short or cut) sets its range, both limits\n"
 	"included, in place of the one it had; it is the last one then. LOWER "
@@ -187,13 +217,13 @@ const Command RANGES_COMMAND = {
 	"UPPER are decimal, or hexadecimal behind 0x.\n"
 	"\n"
 	"JSON: {\"number\", \"name\": text or null, \"ranges\": [{\"state\",\n"
-	"\"lower\": number, \"upper\": number}]}; when setting, the range that "
-	"was\n"
-	"set.",
+	"\"lower\": number, \"upper\": number}], \"without_range\": [text]}; "
+	"when\n"
+	"setting, the range that was set, and not the latter.",
 	OPTIONS_COMMON,
 	1,
 	SETTING_ARGUMENTS,
-	run,
+	run_ranges,
 };
 
 } // namespace orvadctl

@@ -55,7 +55,7 @@ bool run_live(Context &context, GError **error)
 		       .run(error);
 }
 
-bool run(Context &context, GError **error)
+bool run_readout(Context &context, GError **error)
 {
 	if (context.options.live)
 		return run_live(context, error);
@@ -78,7 +78,8 @@ const Command READOUT_COMMAND = {
 	"With --live does so five times a second until interrupted. On a\n"
 	"terminal, a mark shows where the level is among the ranges: open,\n"
 	"closed, short and cut, or o, c, s and x where there is no room. The\n"
-	"edge is the nearest level beyond which the state is another; the ends\n"
+	"edge is the nearest level beyond which the state is another; the "
+	"ends\n"
 	"of a converter's scale are none. Anything but a terminal gets a line\n"
 	"for each change.\n"
 	"--count counts changes. Waits for a daemon that is not there.\n"
@@ -93,7 +94,7 @@ const Command READOUT_COMMAND = {
 	OPTION_LIVE | OPTION_COUNT,
 	1,
 	1,
-	run,
+	run_readout,
 };
 
 } // namespace orvadctl

@@ -54,7 +54,7 @@ void show(Context &context, const std::vector<Port> &added)
 		context.output.line("no port came into service");
 }
 
-bool run(Context &context, GError **error)
+bool run_refresh(Context &context, GError **error)
 {
 	StatePtr daemon = open_daemon(context.options.timeout_ms, error);
 	std::vector<Port> added;
@@ -81,7 +81,7 @@ const Command REFRESH_COMMAND = {
 	OPTIONS_COMMON,
 	0,
 	0,
-	run,
+	run_refresh,
 };
 
 } // namespace orvadctl

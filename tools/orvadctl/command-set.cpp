@@ -41,7 +41,7 @@ void show(Context &context, const Port &port, bool active, bool simulated)
 			    (simulated ? " (simulated)" : ""));
 }
 
-bool run(Context &context, GError **error)
+bool run_set(Context &context, GError **error)
 {
 	const std::string &word = context.options.arguments[1];
 	std::optional<bool> active = parse_switch(word);
@@ -79,7 +79,7 @@ const Command SET_COMMAND = {
 	OPTION_VIRTUAL,
 	2,
 	2,
-	run,
+	run_set,
 };
 
 } // namespace orvadctl

@@ -2,6 +2,7 @@
 #include "command.h"
 #include "error.h"
 #include "port-output.h"
+#include "supervision-list.h"
 #include "text.h"
 
 namespace orvadctl
@@ -9,6 +10,9 @@ namespace orvadctl
 
 namespace
 {
+
+/// What PORT on|off asks for.
+constexpr std::size_t SWITCHING_ARGUMENTS = 2;
 
 void show(Context &context, const Port &port, bool supervised)
 {
@@ -23,7 +27,7 @@ void show(Context &context, const Port &port, bool supervised)
 			    (supervised ? ": supervised" : ": not supervised"));
 }
 
-bool run(Context &context, GError **error)
+bool switch_port(Context &context, GError **error)
 {
 	const std::string &word = context.options.arguments[1];
 	std::optional<bool> supervised = parse_switch(word);
@@ -47,22 +51,55 @@ bool run(Context &context, GError **error)
 	return true;
 }
 
+bool list(Context &context, GError **error)
+{
+	StatePtr daemon = open_daemon(context.options.timeout_ms, error);
+	SupervisionList found;
+
+	if (!daemon || !fetch_supervision_list(daemon.get(), found, error))
+		return false;
+	if (context.options.json)
+		context.output.line(supervision_json(found));
+	else
+		context.output.print(
+			supervision_text(found, context.output.colour()));
+	return true;
+}
+
+bool run_supervise(Context &context, GError **error)
+{
+	const std::size_t count = context.options.arguments.size();
+
+	if (count == 0)
+		return list(context, error);
+	if (count == SWITCHING_ARGUMENTS)
+		return switch_port(context, error);
+	set_usage_error(error, "supervise: missing argument");
+	return false;
+}
+
 } // namespace
 
 const Command SUPERVISE_COMMAND = {
 	"supervise",
-	"PORT on|off",
-	"switch the supervision of an input on or off",
-	"Has the wiring of the input PORT (a number or a configuration name)\n"
-	"watched for tampering, or no longer; the daemon keeps the setting. "
-	"1 and\n"
-	"0 will do for on and off. A configurable port becomes an input.\n"
+	"[PORT on|off]",
+	"list what can be supervised, or switch it",
+	"Lists the ports that can be supervised, and whether they are. With "
+	"PORT (a\n"
+	"number or a configuration name) has its wiring watched for tampering, "
+	"or no\n"
+	"longer; the daemon keeps the setting. 1 and 0 will do for on and off. "
+	"A\n"
+	"configurable port becomes an input.\n"
 	"\n"
-	"JSON: {\"number\", \"name\": text or null, \"supervised\": bool}.",
+	"JSON: {\"ports\": [{\"number\", \"name\": text or null,\n"
+	"\"supervised\": bool}], \"inputs\": number, \"outputs\": number}, "
+	"the numbers\n"
+	"of all ports; when switching, one of these objects.",
 	OPTIONS_COMMON,
-	2,
-	2,
-	run,
+	0,
+	SWITCHING_ARGUMENTS,
+	run_supervise,
 };
 
 } // namespace orvadctl

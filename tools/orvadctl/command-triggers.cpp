@@ -15,7 +15,7 @@ bool fetch_enabled(const Context &context, IOControlState *daemon,
 {
 	GDBusConnection *connection =
 		g_dbus_proxy_get_connection(G_DBUS_PROXY(daemon));
-	std::vector<Declaration> declarations;
+	std::vector<LiveDeclaration> declarations;
 	util::Error call_error;
 
 	if (fetch_declarations(connection, context.options.timeout_ms,
@@ -31,7 +31,7 @@ bool fetch_enabled(const Context &context, IOControlState *daemon,
 	return false;
 }
 
-bool run(Context &context, GError **error)
+bool run_triggers(Context &context, GError **error)
 {
 	StatePtr daemon = open_daemon(context.options.timeout_ms, error);
 	std::vector<Port> ports;
@@ -68,7 +68,7 @@ const Command TRIGGERS_COMMAND = {
 	OPTIONS_COMMON,
 	0,
 	0,
-	run,
+	run_triggers,
 };
 
 } // namespace orvadctl

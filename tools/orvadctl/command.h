@@ -64,16 +64,27 @@ bool is_simulated(const Context &context, const Port &port);
 extern const Command LIST_COMMAND;
 extern const Command GET_COMMAND;
 extern const Command SET_COMMAND;
+extern const Command STATE_COMMAND;
+extern const Command DIRECTION_COMMAND;
+extern const Command POLARITY_COMMAND;
+extern const Command NAME_COMMAND;
+extern const Command USAGE_COMMAND;
+extern const Command COUNT_COMMAND;
 extern const Command PULSE_COMMAND;
 extern const Command WATCH_COMMAND;
+extern const Command RECORD_COMMAND;
 extern const Command EVENTS_COMMAND;
+extern const Command DECLARATIONS_COMMAND;
+extern const Command SETTINGS_COMMAND;
 extern const Command SUPERVISE_COMMAND;
 extern const Command RANGES_COMMAND;
 extern const Command READOUT_COMMAND;
 extern const Command TRIGGERS_COMMAND;
 extern const Command CONNECTORS_COMMAND;
+extern const Command SNMP_COMMAND;
 extern const Command LEGACY_COMMAND;
 extern const Command DROP_COMMAND;
 extern const Command REFRESH_COMMAND;
+extern const Command COMPLETE_COMMAND;
 
 } // namespace orvadctl

@@ -40,11 +40,15 @@ const Command HELP_COMMAND = {
 
 /// In the order of the help.
 const Command *const COMMANDS[] = {
-	&LIST_COMMAND,      &GET_COMMAND,        &SET_COMMAND,
-	&PULSE_COMMAND,     &WATCH_COMMAND,      &EVENTS_COMMAND,
-	&SUPERVISE_COMMAND, &RANGES_COMMAND,     &READOUT_COMMAND,
-	&TRIGGERS_COMMAND,  &CONNECTORS_COMMAND, &LEGACY_COMMAND,
-	&DROP_COMMAND,      &REFRESH_COMMAND,    &HELP_COMMAND,
+	&LIST_COMMAND,      &COUNT_COMMAND,        &GET_COMMAND,
+	&SET_COMMAND,       &STATE_COMMAND,        &PULSE_COMMAND,
+	&DIRECTION_COMMAND, &POLARITY_COMMAND,     &NAME_COMMAND,
+	&USAGE_COMMAND,     &WATCH_COMMAND,        &RECORD_COMMAND,
+	&EVENTS_COMMAND,    &DECLARATIONS_COMMAND, &SETTINGS_COMMAND,
+	&SUPERVISE_COMMAND, &RANGES_COMMAND,       &READOUT_COMMAND,
+	&TRIGGERS_COMMAND,  &CONNECTORS_COMMAND,   &SNMP_COMMAND,
+	&LEGACY_COMMAND,    &DROP_COMMAND,         &REFRESH_COMMAND,
+	&HELP_COMMAND,
 };
 
 std::string synopsis(const Command &command)
@@ -61,7 +65,17 @@ const Command *find_command(const std::string &name)
 	for (const Command *command : COMMANDS)
 		if (name == command->name)
 			return command;
-	return nullptr;
+	// For shells, not for people: the help does not list it.
+	return name == COMPLETE_COMMAND.name ? &COMPLETE_COMMAND : nullptr;
+}
+
+std::vector<std::string> command_names()
+{
+	std::vector<std::string> names;
+
+	for (const Command *command : COMMANDS)
+		names.emplace_back(command->name);
+	return names;
 }
 
 std::string general_help()

@@ -10,6 +10,9 @@ namespace orvadctl
 /// The command of that name; null when there is none.
 const Command *find_command(const std::string &name);
 
+/// The names of the commands that the help lists.
+std::vector<std::string> command_names();
+
 /// The help on the whole program.
 std::string general_help();
 

@@ -16,12 +16,14 @@ std::string producer_path(const std::string &producer)
 }
 
 /// The answer, or null with error set.
+/// @param arguments floating; null: none.
 util::VariantPtr ask(GDBusConnection *connection, gint timeout_ms,
-		     const EventServiceCall &call, GError **error)
+		     const EventServiceCall &call, GError **error,
+		     GVariant *arguments = nullptr)
 {
 	return util::VariantPtr(g_dbus_connection_call_sync(
 		connection, EVENTS_NAME, call.path.c_str(), call.interface,
-		call.method, nullptr, G_VARIANT_TYPE(call.answer_type),
+		call.method, arguments, G_VARIANT_TYPE(call.answer_type),
 		G_DBUS_CALL_FLAGS_NO_AUTO_START, timeout_ms, nullptr, error));
 }
 
@@ -86,7 +88,8 @@ std::optional<Declaration> read_declaration(GVariant *description)
 }
 
 bool fetch_declarations(GDBusConnection *connection, gint timeout_ms,
-			std::vector<Declaration> &declarations, GError **error)
+			std::vector<LiveDeclaration> &declarations,
+			GError **error)
 {
 	auto answer = ask(connection, timeout_ms, producers_call(), error);
 	std::vector<std::string> producers;
@@ -100,9 +103,35 @@ bool fetch_declarations(GDBusConnection *connection, gint timeout_ms,
 			return false;
 		for (auto &[id, declaration] :
 		     declarations_from_answer(answer.get()))
-			declarations.push_back(std::move(declaration));
+			declarations.push_back(
+				{producer, id, std::move(declaration)});
 	}
 	return true;
+}
+
+bool fetch_values(GDBusConnection *connection, gint timeout_ms,
+		  const LiveDeclaration &declaration,
+		  std::optional<Values> &values, GError **error)
+{
+	const EventServiceCall call = {producer_path(declaration.producer),
+				       PRODUCER_INTERFACE, "GetState",
+				       "(a{sv})"};
+	util::Error call_error;
+	auto answer = ask(connection, timeout_ms, call, &call_error,
+			  g_variant_new("(u)", declaration.id));
+
+	values.reset();
+	if (answer) {
+		util::VariantPtr dictionary(
+			g_variant_get_child_value(answer.get(), 0));
+		values = values_from_variant(dictionary.get());
+		return true;
+	}
+	if (g_error_matches(call_error.get(), G_DBUS_ERROR,
+			    G_DBUS_ERROR_INVALID_ARGS))
+		return true;
+	g_propagate_error(error, call_error.release());
+	return false;
 }
 
 } // namespace orvadctl

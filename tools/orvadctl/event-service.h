@@ -18,7 +18,7 @@ constexpr const char *EVENTS_NAME = "org.orvad.Events1";
 constexpr const char *EVENTS_ROOT = "/org/orvad/Events1";
 constexpr const char *PRODUCER_INTERFACE = "org.orvad.Events1.Producer";
 
-/// A question to the event service, without arguments.
+/// A question to the event service.
 struct EventServiceCall {
 	std::string path;
 	const char *interface;
@@ -46,10 +46,24 @@ declarations_from_answer(GVariant *answer);
 /// cannot be done.
 std::optional<Declaration> read_declaration(GVariant *description);
 
+/// A declaration that was not withdrawn yet.
+struct LiveDeclaration {
+	std::string producer;
+	guint32 id;
+	Declaration declaration;
+};
+
 /// The live declarations of all producers. False with error set, not explained
 /// yet, when one does not answer as it should.
 /// @param timeout_ms how long each call may take.
 bool fetch_declarations(GDBusConnection *connection, gint timeout_ms,
-			std::vector<Declaration> &declarations, GError **error);
+			std::vector<LiveDeclaration> &declarations,
+			GError **error);
+
+/// The present values of the declaration's keys; nothing when it has been
+/// withdrawn. False with error set, not explained yet, on failure.
+bool fetch_values(GDBusConnection *connection, gint timeout_ms,
+		  const LiveDeclaration &declaration,
+		  std::optional<Values> &values, GError **error);
 
 } // namespace orvadctl

@@ -10,7 +10,7 @@ namespace orvadctl
 Feed::Feed(Context &context, GDBusConnection *connection, const char *name,
 	   const char *title)
 	: context_(context), connection_(connection), name_(name),
-	  title_(title), live_(connection)
+	  live_(connection), presence_(title)
 {
 }
 
@@ -32,43 +32,19 @@ void Feed::counted_line(const std::string &text)
 
 void Feed::call_failed(GError *error, bool fatal)
 {
-	if (says_service_gone(error)) {
-		g_error_free(error);
-		return;
-	}
-	// The service will be gone or asked again in a moment.
-	fatal = fatal && !says_object_missing(error);
-	explain_call_error(&error);
-	if (fatal) {
-		live_.fail(error);
-		return;
-	}
-	report_line(error->message);
-	g_error_free(error);
+	const std::string sentence = live_.call_failed(error, fatal);
+
+	if (!sentence.empty())
+		report_line(sentence);
 }
 
-std::string Feed::presence_text(Presence presence) const
+void Feed::show_presence(bool running)
 {
-	std::string title = title_;
-
-	if (presence == Presence::THERE)
-		return title + " is there";
-	if (presence_ == Presence::UNKNOWN)
-		return title + " is not running; waiting for it";
-	return title + " went away";
-}
-
-void Feed::show_presence(Presence presence)
-{
-	bool expected =
-		presence_ == Presence::UNKNOWN && presence == Presence::THERE;
-	bool running = presence == Presence::THERE;
+	const std::string news = presence_.update(running);
 	DateTimePtr now = local_now();
 
-	if (expected || presence == presence_) {
-		presence_ = presence;
+	if (news.empty())
 		return;
-	}
 	if (json()) {
 		JsonWriter writer;
 		writer.member("type", "presence");
@@ -78,9 +54,8 @@ void Feed::show_presence(Presence presence)
 	} else {
 		Style style = running ? Style::PLAIN : Style::WARNING;
 		line(output().styled(time_text(now.get()), Style::FAINT) + " " +
-		     output().styled(presence_text(presence), style));
+		     output().styled(news, style));
 	}
-	presence_ = presence;
 }
 
 bool Feed::run(std::function<void()> appeared, std::function<void()> vanished,
@@ -90,11 +65,11 @@ bool Feed::run(std::function<void()> appeared, std::function<void()> vanished,
 	NameWatch watch(
 		connection_, name_,
 		[this, &appeared] {
-			show_presence(Presence::THERE);
+			show_presence(true);
 			appeared();
 		},
 		[this, &vanished] {
-			show_presence(Presence::GONE);
+			show_presence(false);
 			vanished();
 		});
 	return live_.run(error);

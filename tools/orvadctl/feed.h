@@ -3,6 +3,7 @@
 #include "bus.h"
 #include "command.h"
 #include "live.h"
+#include "presence.h"
 
 #include <functional>
 #include <string>
@@ -29,6 +30,10 @@ public:
 	{
 		return context_.output;
 	}
+	Live &live()
+	{
+		return live_;
+	}
 
 	/// Shows a line, respectively one that --count counts. Nothing is shown
 	/// once the feed has ended.
@@ -36,9 +41,7 @@ public:
 	void counted_line(const std::string &text);
 
 	/// Deals with the error of a call, which becomes this object's: ends
-	/// the command, or with fatal false says so and goes on. A service that
-	/// is just starting or ending is never fatal, and one that has gone
-	/// shows by itself.
+	/// the command, or says so and goes on, as Live::call_failed() has it.
 	void call_failed(GError *error, bool fatal);
 
 	/// Runs the command. The handlers are told, after the line about it,
@@ -47,17 +50,13 @@ public:
 		 GError **error);
 
 private:
-	enum class Presence { UNKNOWN, THERE, GONE };
-
-	void show_presence(Presence presence);
-	std::string presence_text(Presence presence) const;
+	void show_presence(bool running);
 
 	Context &context_;
 	GDBusConnection *connection_;
 	const char *name_;
-	const char *title_;
 	Live live_;
-	Presence presence_ = Presence::UNKNOWN;
+	Presence presence_;
 	guint counted_ = 0;
 };
 

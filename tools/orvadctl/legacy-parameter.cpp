@@ -1,5 +1,6 @@
 #include "legacy-parameter.h"
 
+#include "arguments.h"
 #include "error.h"
 #include "json-writer.h"
 #include "table.h"
@@ -104,6 +105,33 @@ void add_setting_members(JsonWriter &json, const LegacySetting &setting)
 	json.member("property", parameter.property);
 }
 
+/// What a person writes for a value of the parameter.
+std::string expected_text(const LegacyParameter &parameter)
+{
+	if (parameter.value_type == LegacyType::INTEGER)
+		return "a number of 32 bits";
+	return "\"" + parameter.true_word + "\" or \"" + parameter.false_word +
+	       "\"";
+}
+
+/// Null when the text means no value of the parameter.
+GVariant *variant_from_text(const LegacyParameter &parameter,
+			    const std::string &text)
+{
+	auto number = parse_integer(text);
+
+	switch (parameter.value_type) {
+	case LegacyType::INTEGER:
+		return number ? g_variant_new_int32(*number) : nullptr;
+	case LegacyType::BOOLEAN:
+		if (text != parameter.true_word && text != parameter.false_word)
+			return nullptr;
+		return g_variant_new_boolean(text == parameter.true_word);
+	default:
+		return g_variant_new_bytestring(text.c_str());
+	}
+}
+
 } // namespace
 
 std::string LegacyParameter::label() const
@@ -125,6 +153,18 @@ bool legacy_value_from_variant(const LegacyParameter &parameter,
 		    parameter.label().c_str(), describe(parameter.value_type),
 		    g_variant_get_type_string(answer));
 	return false;
+}
+
+GVariant *legacy_value_to_variant(const LegacyParameter &parameter,
+				  const std::string &text, GError **error)
+{
+	GVariant *value = variant_from_text(parameter, text);
+
+	if (!value)
+		set_usage_error(error, "%s takes %s, not \"%s\"",
+				parameter.label().c_str(),
+				expected_text(parameter).c_str(), text.c_str());
+	return value;
 }
 
 std::string legacy_text(const std::vector<LegacySetting> &settings, bool colour)
@@ -156,6 +196,19 @@ std::string legacy_json(const std::vector<LegacySetting> &settings)
 		json.end_object();
 	}
 	json.end_array();
+	return json.document();
+}
+
+std::string legacy_setting_text(const LegacySetting &setting)
+{
+	return escape(setting.parameter.label()) + ": " + value_text(setting);
+}
+
+std::string legacy_setting_json(const LegacySetting &setting)
+{
+	JsonWriter json;
+
+	add_setting_members(json, setting);
 	return json.document();
 }
 

@@ -42,6 +42,12 @@ bool legacy_value_from_variant(const LegacyParameter &parameter,
 			       GVariant *answer, LegacyValue &value,
 			       GError **error);
 
+/// The value that text means for the parameter, floating, as the property is
+/// written: "i", "b", or "ay" with a final zero for a text. Null with error set
+/// when the parameter can have no such value.
+GVariant *legacy_value_to_variant(const LegacyParameter &parameter,
+				  const std::string &text, GError **error);
+
 struct LegacySetting {
 	LegacyParameter parameter;
 	LegacyValue value;
@@ -51,5 +57,9 @@ struct LegacySetting {
 std::string legacy_text(const std::vector<LegacySetting> &settings,
 			bool colour);
 std::string legacy_json(const std::vector<LegacySetting> &settings);
+
+/// One of them as a line, respectively as a JSON document.
+std::string legacy_setting_text(const LegacySetting &setting);
+std::string legacy_setting_json(const LegacySetting &setting);
 
 } // namespace orvadctl

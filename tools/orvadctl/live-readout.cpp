@@ -79,14 +79,6 @@ std::string json_line(const LineReport &report)
 	return json.line();
 }
 
-/// Moves the cursor to where a frame begins, and clears what is there.
-std::string erase_text(const std::string &frame)
-{
-	auto lines = std::count(frame.begin(), frame.end(), '\n') + 1;
-
-	return "\033[" + std::to_string(lines) + "A\033[J";
-}
-
 GDBusConnection *connection_of(IOControlState *daemon)
 {
 	return g_dbus_proxy_get_connection(G_DBUS_PROXY(daemon));
@@ -113,7 +105,7 @@ LiveReadout::LiveReadout(Context &context, StatePtr daemon,
 void LiveReadout::begin_anew()
 {
 	shown_.reset();
-	drawn_.clear();
+	drawing_.leave();
 }
 
 void LiveReadout::show(const LineReport &report)
@@ -139,11 +131,10 @@ void LiveReadout::draw(const LineReport &report, bool changed)
 	const std::string next = frame(report);
 
 	// The terminal's width and the ranges change the picture, too.
-	if (!changed && next == drawn_)
+	if (!changed && drawing_.shows(next))
 		return;
 	const std::string text =
-		drawn_.empty() ? next : erase_text(drawn_) + next;
-	drawn_ = next;
+		drawing_.replace(next, terminal_width(feed_.output().fd()));
 	if (changed)
 		feed_.counted_line(text);
 	else

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "command.h"
+#include "drawing.h"
 #include "feed.h"
 #include "readout-poll.h"
 
@@ -35,7 +36,7 @@ private:
 	guint32 highest_level_ = 0;
 	/// What was shown last, without its time.
 	std::optional<std::string> shown_;
-	std::string drawn_; ///< The frame to draw over; empty: none.
+	Drawing drawing_;
 };
 
 } // namespace orvadctl

@@ -57,6 +57,19 @@ void Live::end_with_user(const Output &output)
 				    this));
 }
 
+void Live::end_after(gint ms)
+{
+	deadline_.reset(g_timeout_add(
+		static_cast<guint>(ms),
+		[](gpointer self) -> gboolean {
+			auto *live = static_cast<Live *>(self);
+			live->timed_out_ |= !live->ended_;
+			live->stop();
+			return G_SOURCE_CONTINUE;
+		},
+		this));
+}
+
 bool Live::run(GError **error)
 {
 	if (!ended_)
@@ -80,6 +93,26 @@ void Live::fail(GError *error)
 	else
 		error_ = error;
 	stop();
+}
+
+std::string Live::call_failed(GError *error, bool fatal)
+{
+	std::string sentence;
+
+	if (says_service_gone(error)) {
+		g_error_free(error);
+		return sentence;
+	}
+	// The service will be gone or asked again in a moment.
+	fatal = fatal && !says_object_missing(error);
+	explain_call_error(&error);
+	if (fatal) {
+		fail(error);
+		return sentence;
+	}
+	sentence = error->message;
+	g_error_free(error);
+	return sentence;
 }
 
 } // namespace orvadctl

@@ -6,6 +6,8 @@
 
 #include <gio/gio.h>
 
+#include <string>
+
 namespace orvadctl
 {
 
@@ -23,6 +25,14 @@ public:
 	/// does a reader of output that has gone.
 	void end_with_user(const Output &output);
 
+	/// Ends the loop with success once that time has passed.
+	void end_after(gint ms);
+	/// Whether that is what has ended it.
+	bool timed_out() const
+	{
+		return timed_out_;
+	}
+
 	/// Runs until one of the two below was called, also if that was before.
 	bool run(GError **error);
 
@@ -38,6 +48,14 @@ public:
 	/// @param error becomes this object's; the first one counts.
 	void fail(GError *error);
 
+	/// Deals with the error of a call to the service that is followed,
+	/// which becomes this object's.
+	/// @param fatal whether it ends the loop with failure. One of a service
+	///        that is just starting or ending never does.
+	/// @returns what to tell the user while the loop goes on; empty:
+	///        nothing, since a service that has gone shows by itself.
+	std::string call_failed(GError *error, bool fatal);
+
 private:
 	util::MainLoopPtr loop_;
 	GDBusConnection *connection_;
@@ -45,7 +63,9 @@ private:
 	util::ScopedSource interrupt_;
 	util::ScopedSource terminate_;
 	util::ScopedSource reader_;
+	util::ScopedSource deadline_;
 	bool ended_ = false;
+	bool timed_out_ = false;
 	GError *error_ = nullptr;
 };
 

@@ -22,8 +22,10 @@ struct Raw {
 	gboolean simulate = FALSE;
 	gboolean no_wait = FALSE;
 	gboolean live = FALSE;
+	gboolean lines = FALSE;
 	char *timeout = nullptr;
 	char *count = nullptr;
+	char *duration = nullptr;
 	char **rest = nullptr;
 
 	Raw() = default;
@@ -33,6 +35,7 @@ struct Raw {
 	{
 		g_free(timeout);
 		g_free(count);
+		g_free(duration);
 		g_strfreev(rest);
 	}
 };
@@ -56,6 +59,10 @@ constexpr KnownOption KNOWN_OPTIONS[] = {
 	 "do not wait for the end of the sequence"},
 	{OPTION_LIVE, "live", 0, &Raw::live, nullptr, nullptr,
 	 "go on showing it as it changes"},
+	{OPTION_LINES, "lines", 0, &Raw::lines, nullptr, nullptr,
+	 "write lines on a terminal, too"},
+	{OPTION_FOR, "for", 0, nullptr, &Raw::duration, "SECONDS",
+	 "end after that time"},
 	{OPTION_COUNT, "count", 'n', nullptr, &Raw::count, "N",
 	 "end after N of them"},
 	{OPTIONS_COMMON, "json", 'j', &Raw::json, nullptr, nullptr,
@@ -132,19 +139,29 @@ bool run_parser(GOptionContext *context, const std::vector<std::string> &words,
 	return parsed;
 }
 
+/// Takes the seconds that were given to an option, if any.
+bool take_seconds(const char *option, const char *text, gint &ms,
+		  GError **error)
+{
+	if (!text)
+		return true;
+	auto taken = parse_timeout(text);
+	if (!taken) {
+		set_usage_error(error,
+				"%s takes seconds, 0.001 to 86400, not \"%s\"",
+				option, text);
+		return false;
+	}
+	ms = *taken;
+	return true;
+}
+
 bool take_values(const Raw &raw, Options &options, GError **error)
 {
-	if (raw.timeout) {
-		auto timeout = parse_timeout(raw.timeout);
-		if (!timeout) {
-			set_usage_error(error,
-					"--timeout takes seconds, 0.001 to "
-					"86400, not \"%s\"",
-					raw.timeout);
-			return false;
-		}
-		options.timeout_ms = *timeout;
-	}
+	if (!take_seconds("--timeout", raw.timeout, options.timeout_ms,
+			  error) ||
+	    !take_seconds("--for", raw.duration, options.duration_ms, error))
+		return false;
 	if (raw.count) {
 		auto count = parse_count(raw.count);
 		if (!count) {
@@ -169,6 +186,7 @@ void take_flags(const Raw &raw, Options &options)
 	options.simulate |= raw.simulate != FALSE;
 	options.no_wait |= raw.no_wait != FALSE;
 	options.live |= raw.live != FALSE;
+	options.lines |= raw.lines != FALSE;
 	options.arguments.clear();
 	for (char **word = raw.rest; word && *word; ++word)
 		options.arguments.emplace_back(*word);
@@ -209,6 +227,17 @@ bool parse_command_options(const std::vector<std::string> &words,
 		return false;
 	take_flags(raw, options);
 	return take_values(raw, options, error);
+}
+
+std::vector<OptionName> known_options(unsigned accepted)
+{
+	std::vector<OptionName> options;
+
+	for (const KnownOption &option : KNOWN_OPTIONS)
+		if (accepts(accepted, option))
+			options.push_back({option.name, option.letter,
+					   option.text != nullptr});
+	return options;
 }
 
 std::string options_help(unsigned accepted)

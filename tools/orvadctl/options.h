@@ -17,7 +17,9 @@ enum OptionSet : unsigned {
 	OPTION_VIRTUAL = 1 << 1,
 	OPTION_NO_WAIT = 1 << 2,
 	OPTION_COUNT = 1 << 3,
-	OPTION_LIVE = 1 << 4
+	OPTION_LIVE = 1 << 4,
+	OPTION_LINES = 1 << 5,
+	OPTION_FOR = 1 << 6
 };
 
 constexpr gint DEFAULT_TIMEOUT_MS = 25000;
@@ -32,6 +34,8 @@ struct Options {
 	bool no_wait = false;
 	guint count = 0; ///< 0: without end.
 	bool live = false;
+	bool lines = false;
+	gint duration_ms = 0; ///< --for; 0: without end.
 	/// What is not an option, in order.
 	std::vector<std::string> arguments;
 };
@@ -47,6 +51,15 @@ bool parse_leading_options(const std::vector<std::string> &words,
 /// @param accepted the options that it takes besides the common ones.
 bool parse_command_options(const std::vector<std::string> &words,
 			   unsigned accepted, Options &options, GError **error);
+
+struct OptionName {
+	std::string name; ///< Without the dashes.
+	char letter;      ///< 0: none.
+	bool takes_value;
+};
+
+/// The common options, and those in accepted.
+std::vector<OptionName> known_options(unsigned accepted);
 
 /// A description of the common options, respectively of those in accepted too,
 /// a line each.

@@ -39,22 +39,9 @@ Port port_from_variant(GVariant *record)
 	return port;
 }
 
-/// The port that the daemon finds by this number: among those that can be
-/// found by number at all, the last one listed.
-const Port *reached_by(const std::vector<Port> &ports, gint32 number)
-{
-	auto found = std::find_if(
-		ports.rbegin(), ports.rend(), [number](const Port &port) {
-			return port.number == number &&
-			       (port.real() || port.only_virtual());
-		});
-
-	return found == ports.rend() ? nullptr : &*found;
-}
-
 const Port *find_by_number(const std::vector<Port> &ports, gint32 number)
 {
-	if (const Port *port = reached_by(ports, number))
+	if (const Port *port = reached_port(ports, number))
 		return port;
 	if (number == NO_NUMBER)
 		return nullptr;
@@ -118,6 +105,18 @@ std::vector<Port> added_ports(const std::vector<Port> &before,
 	return added;
 }
 
+const Port *reached_port(const std::vector<Port> &ports, gint32 number)
+{
+	// Among those that can be found by number at all, the last one listed.
+	auto found = std::find_if(
+		ports.rbegin(), ports.rend(), [number](const Port &port) {
+			return port.number == number &&
+			       (port.real() || port.only_virtual());
+		});
+
+	return found == ports.rend() ? nullptr : &*found;
+}
+
 const Port *select_port(const std::vector<Port> &ports, const std::string &text,
 			GError **error)
 {
@@ -148,7 +147,7 @@ const Port *select_port(const std::vector<Port> &ports, const std::string &text,
 bool check_reachable(const std::vector<Port> &ports, const Port &port,
 		     GError **error)
 {
-	const Port *reached = reached_by(ports, port.number);
+	const Port *reached = reached_port(ports, port.number);
 
 	if (reached == &port)
 		return true;

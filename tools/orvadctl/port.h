@@ -48,6 +48,9 @@ std::vector<Port> added_ports(const std::vector<Port> &before,
 const Port *select_port(const std::vector<Port> &ports, const std::string &text,
 			GError **error);
 
+/// The port that the daemon finds by this number; null when it finds none.
+const Port *reached_port(const std::vector<Port> &ports, gint32 number);
+
 /// Whether the daemon finds this element of ports by its number; with error
 /// set when it finds another one or none.
 bool check_reachable(const std::vector<Port> &ports, const Port &port,

@@ -10,12 +10,16 @@ constexpr const char *SUPERVISED_NAME = "com.vexa.IOSupervised.Supervised";
 constexpr const char *SUPERVISED_PATH = "/com/vexa/IOSupervised/Supervised";
 constexpr const char *NO_PORT_ERROR = "com.vexa.IOSupervised.Error.No_port";
 
-bool says_nothing_to_tell(const GError *error)
+bool says_no_port(const GError *error)
 {
 	util::CharPtr name(g_dbus_error_get_remote_error(error));
 
-	return says_not_served(error) ||
-	       g_strcmp0(name.get(), NO_PORT_ERROR) == 0 ||
+	return g_strcmp0(name.get(), NO_PORT_ERROR) == 0;
+}
+
+bool says_nothing_to_tell(const GError *error)
+{
+	return says_not_served(error) || says_no_port(error) ||
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED);
 }
 
@@ -107,6 +111,60 @@ bool fetch_ranges(IOSupervisedSupervised *supervised, const Port &port,
 		return false;
 	util::VariantPtr owned(listed);
 	return ranges_from_variant(listed, ranges, error);
+}
+
+bool fetch_states(IOSupervisedSupervised *supervised, const Port &port,
+		  std::vector<std::string> &states, GError **error)
+{
+	guint count = 0;
+	GVariant *listed = nullptr;
+	const char *state = nullptr;
+
+	if (!iosupervised_supervised_call_get_supervised_states_sync(
+		    supervised, static_cast<guint>(port.number), &count,
+		    &listed, nullptr, error))
+		return false;
+	util::VariantPtr owned(listed);
+	states.clear();
+	for (gsize i = 0; i < g_variant_n_children(listed); ++i) {
+		g_variant_get_child(listed, i, "(&s)", &state);
+		states.emplace_back(state);
+	}
+	return true;
+}
+
+bool fetch_supervisable(IOSupervisedSupervised *supervised,
+			std::vector<guint32> &numbers, GError **error)
+{
+	GVariant *listed = nullptr;
+
+	if (!iosupervised_supervised_call_get_supervised_port_numbers_sync(
+		    supervised, &listed, nullptr, error))
+		return false;
+	util::VariantPtr owned(listed);
+	gsize count = 0;
+	auto first = static_cast<const guint32 *>(
+		g_variant_get_fixed_array(listed, &count, sizeof(guint32)));
+	numbers.assign(first, first + count);
+	return true;
+}
+
+bool fetch_supervised(IOSupervisedSupervised *supervised, guint32 number,
+		      std::optional<bool> &on, GError **error)
+{
+	gboolean answer = FALSE;
+	util::Error call_error;
+
+	on.reset();
+	if (iosupervised_supervised_call_get_supervised_sync(
+		    supervised, number, &answer, nullptr, &call_error)) {
+		on = answer != FALSE;
+		return true;
+	}
+	if (says_no_port(call_error.get()))
+		return true;
+	g_propagate_error(error, call_error.release());
+	return false;
 }
 
 bool fetch_readout(IOSupervisedSupervised *supervised, const Port &port,

@@ -27,9 +27,24 @@ void explain_supervised_error(GError **error, const Port &port);
 bool fetch_ranges(IOSupervisedSupervised *supervised, const Port &port,
 		  std::vector<Range> &ranges, GError **error);
 
+/// The states that ranges of the port can be set for. An error is not explained
+/// yet.
+bool fetch_states(IOSupervisedSupervised *supervised, const Port &port,
+		  std::vector<std::string> &states, GError **error);
+
 /// Has the port's line measured. An error is not explained yet.
 bool fetch_readout(IOSupervisedSupervised *supervised, const Port &port,
 		   Readout &readout, GError **error);
+
+/// The numbers of the ports that can be supervised. An error is not explained
+/// yet.
+bool fetch_supervisable(IOSupervisedSupervised *supervised,
+			std::vector<guint32> &numbers, GError **error);
+
+/// Whether the port is supervised; nothing when it is there no longer. An error
+/// is not explained yet.
+bool fetch_supervised(IOSupervisedSupervised *supervised, guint32 number,
+		      std::optional<bool> &on, GError **error);
 
 /// What there is to tell about the supervision of a real port.
 struct Supervision {

@@ -13,7 +13,8 @@ namespace
 constexpr std::size_t GAP = 2;
 
 std::string row_text(const std::vector<Cell> &row,
-		     const std::vector<std::size_t> &widths, bool colour)
+		     const std::vector<std::size_t> &widths, bool colour,
+		     std::size_t columns)
 {
 	std::string line;
 	// Blanks are owed until more text follows: none trail.
@@ -23,8 +24,13 @@ std::string row_text(const std::vector<Cell> &row,
 		const Cell &cell = row[column];
 		std::size_t width = display_width(cell.text);
 		if (!cell.text.empty()) {
+			if (blanks >= columns)
+				break;
+			columns -= blanks;
 			line.append(blanks, ' ');
-			line += styled(cell.text, cell.style, colour);
+			line += styled(clip(cell.text, columns), cell.style,
+				       colour);
+			columns -= std::min(columns, width);
 			blanks = 0;
 		}
 		blanks += std::max(widths[column], width) - width + GAP;
@@ -54,13 +60,13 @@ std::vector<std::size_t> Table::column_widths() const
 	return widths;
 }
 
-std::string Table::text(bool colour) const
+std::string Table::text(bool colour, std::size_t columns) const
 {
 	std::vector<std::size_t> widths = column_widths();
 	std::string result;
 
 	for (const std::vector<Cell> &row : rows_)
-		result += row_text(row, widths, colour);
+		result += row_text(row, widths, colour, columns);
 	return result;
 }
 

@@ -31,7 +31,9 @@ public:
 	void add_row(std::vector<Cell> row);
 
 	/// All rows, each ended by a line break, without trailing blanks.
-	std::string text(bool colour) const;
+	/// @param columns where a row is cut off.
+	std::string text(bool colour,
+			 std::size_t columns = std::string::npos) const;
 
 private:
 	std::vector<std::size_t> column_widths() const;

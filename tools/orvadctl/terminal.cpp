@@ -15,8 +15,19 @@ namespace
 {
 
 constexpr std::size_t USUAL_WIDTH = 80;
+constexpr std::size_t USUAL_HEIGHT = 24;
 
 using LocalePtr = util::Handle<std::remove_pointer_t<locale_t>, freelocale>;
+
+/// All 0 when it cannot be told.
+struct winsize size_of(int fd)
+{
+	struct winsize size = {};
+
+	if (ioctl(fd, TIOCGWINSZ, &size) != 0)
+		return {};
+	return size;
+}
 
 } // namespace
 
@@ -30,11 +41,16 @@ bool can_redraw(int fd)
 
 std::size_t terminal_width(int fd)
 {
-	struct winsize size = {};
+	const unsigned short columns = size_of(fd).ws_col;
 
-	if (ioctl(fd, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-		return USUAL_WIDTH;
-	return size.ws_col;
+	return columns == 0 ? USUAL_WIDTH : columns;
+}
+
+std::size_t terminal_height(int fd)
+{
+	const unsigned short rows = size_of(fd).ws_row;
+
+	return rows == 0 ? USUAL_HEIGHT : rows;
 }
 
 bool locale_is_utf8()

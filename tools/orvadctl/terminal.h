@@ -14,6 +14,9 @@ bool can_redraw(int fd);
 /// How many columns the terminal has now; 80 when that cannot be told.
 std::size_t terminal_width(int fd);
 
+/// How many rows; 24 when that cannot be told.
+std::size_t terminal_height(int fd);
+
 /// Whether the user's locale writes UTF-8.
 bool locale_is_utf8();
 

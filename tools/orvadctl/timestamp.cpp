@@ -31,6 +31,11 @@ std::string time_text(GDateTime *time)
 	return format(time, "%Y-%m-%d %H:%M:%S");
 }
 
+std::string clock_text(GDateTime *time)
+{
+	return format(time, "%H:%M:%S");
+}
+
 std::string iso_time_text(GDateTime *time)
 {
 	util::CharPtr zone(g_date_time_format(time, "%:z"));

@@ -76,13 +76,13 @@ std::vector<Trigger> triggers_from_ports(const std::vector<Port> &ports)
 }
 
 void set_enabled(std::vector<Trigger> &triggers,
-		 const std::vector<Declaration> &declarations)
+		 const std::vector<LiveDeclaration> &declarations)
 {
 	for (Trigger &trigger : triggers)
 		trigger.enabled =
 			std::any_of(declarations.begin(), declarations.end(),
-				    [&trigger](const Declaration &declaration) {
-					    return is_event_of(declaration,
+				    [&trigger](const LiveDeclaration &live) {
+					    return is_event_of(live.declaration,
 							       trigger.channel);
 				    });
 }

@@ -2,7 +2,7 @@
 
 /// The manual triggers: virtual ports, one for a video channel each.
 
-#include "declaration.h"
+#include "event-service.h"
 #include "port.h"
 
 #include <optional>
@@ -26,7 +26,7 @@ std::vector<Trigger> triggers_from_ports(const std::vector<Port> &ports);
 /// Tells of each trigger whether it is enabled: exactly those are whose event
 /// is declared.
 void set_enabled(std::vector<Trigger> &triggers,
-		 const std::vector<Declaration> &declarations);
+		 const std::vector<LiveDeclaration> &declarations);
 
 /// The triggers as a table with a heading, respectively as a JSON document.
 std::string triggers_text(const std::vector<Trigger> &triggers, bool colour);

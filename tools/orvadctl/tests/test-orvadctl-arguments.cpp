@@ -20,6 +20,30 @@ TEST(ParseSwitch, RefusesAnythingElse)
 		EXPECT_EQ(parse_switch(word), std::nullopt) << word;
 }
 
+TEST(ParseDirection, KnowsTwoWords)
+{
+	EXPECT_EQ(parse_direction("input"), true);
+	EXPECT_EQ(parse_direction("output"), false);
+	for (const char *word : {"", "Input", "in", "output "})
+		EXPECT_EQ(parse_direction(word), std::nullopt) << word;
+}
+
+TEST(ParseLevel, KnowsTwoWords)
+{
+	EXPECT_EQ(parse_level("open"), true);
+	EXPECT_EQ(parse_level("closed"), false);
+	for (const char *word : {"", "Open", "close", "high"})
+		EXPECT_EQ(parse_level(word), std::nullopt) << word;
+}
+
+TEST(ParseInteger, TakesAnyNumberOf32Bits)
+{
+	EXPECT_EQ(parse_integer("-2147483648"), G_MININT32);
+	EXPECT_EQ(parse_integer("2147483647"), G_MAXINT32);
+	for (const char *text : {"", "-", "+1", "2147483648", "-2147483649"})
+		EXPECT_EQ(parse_integer(text), std::nullopt) << text;
+}
+
 TEST(ParseMilliseconds, TakesWhatTheDaemonCanHold)
 {
 	EXPECT_EQ(parse_milliseconds("0"), 0);

@@ -30,7 +30,7 @@ std::string property_with_type(const std::string &type)
 	       type + "</property>";
 }
 
-std::vector<LegacyParameter> parse(const std::string &text)
+std::vector<LegacyParameter> parse_mapping(const std::string &text)
 {
 	std::vector<LegacyParameter> parameters;
 	util::Error error;
@@ -64,7 +64,7 @@ void expect_refused(const std::string &text, const std::string &reason)
 
 TEST(LegacyMappingParser, ReadsParametersInFileOrder)
 {
-	auto parameters = parse(
+	auto parameters = parse_mapping(
 		"<?xml version='1.0' encoding='UTF-8' ?>\n"
 		"<mapping>\n"
 		"  <group name='root.Input'>\n"
@@ -112,11 +112,11 @@ TEST(LegacyMappingParser, ReadsParametersInFileOrder)
 
 TEST(LegacyMappingParser, UnescapesMarkupCharacters)
 {
-	auto parameters =
-		parse("<mapping><group name='a&amp;&lt;b&gt;'><parameter "
-		      "name='&quot;'>" +
-		      std::string(PROPERTY) + OPTIONS +
-		      "</parameter></group></mapping>");
+	auto parameters = parse_mapping(
+		"<mapping><group name='a&amp;&lt;b&gt;'><parameter "
+		"name='&quot;'>" +
+		std::string(PROPERTY) + OPTIONS +
+		"</parameter></group></mapping>");
 
 	ASSERT_EQ(parameters.size(), 1u);
 	EXPECT_EQ(parameters[0].group, "a&<b>");
@@ -125,19 +125,20 @@ TEST(LegacyMappingParser, UnescapesMarkupCharacters)
 
 TEST(LegacyMappingParser, ReadsAMappingWithoutParameters)
 {
-	EXPECT_TRUE(parse("<mapping/>").empty());
-	EXPECT_TRUE(parse("<mapping><group name='g'/></mapping>").empty());
+	EXPECT_TRUE(parse_mapping("<mapping/>").empty());
+	EXPECT_TRUE(
+		parse_mapping("<mapping><group name='g'/></mapping>").empty());
 }
 
 TEST(LegacyMappingParser, IgnoresUnknownElementsWithAllInside)
 {
-	auto parameters =
-		parse("<mapping version='2'>"
-		      "<note><group/><mapping><group/></mapping></note>"
-		      "<group name='root.X'><note><parameter/></note>"
-		      "<parameter name='Y'><note><property/></note><group/>" +
-		      std::string(PROPERTY) + OPTIONS +
-		      "text <note/></parameter></group><parameter/></mapping>");
+	auto parameters = parse_mapping(
+		"<mapping version='2'>"
+		"<note><group/><mapping><group/></mapping></note>"
+		"<group name='root.X'><note><parameter/></note>"
+		"<parameter name='Y'><note><property/></note><group/>" +
+		std::string(PROPERTY) + OPTIONS +
+		"text <note/></parameter></group><parameter/></mapping>");
 
 	ASSERT_EQ(parameters.size(), 1u);
 	EXPECT_EQ(parameters[0].label(), "root.X.Y");
@@ -145,7 +146,7 @@ TEST(LegacyMappingParser, IgnoresUnknownElementsWithAllInside)
 
 TEST(LegacyMappingParser, IgnoresUnknownAttributesAndOptions)
 {
-	auto parameters = parse(mapping(
+	auto parameters = parse_mapping(mapping(
 		"<property note='' dbus='a.B' object='/a' interface='a.B' "
 		"name='P'><type unit='ms' type='int' truevalue='x'/></property>"
 		"<legacyoptions>"
@@ -228,11 +229,11 @@ TEST(LegacyMappingParser, RefusesAServiceThatCannotBeOnTheBus)
 
 TEST(LegacyMappingParser, KeepsTheObjectOfAPortWithoutANumber)
 {
-	auto parameters =
-		parse(mapping("<property dbus='a.B' object='/a/-1' "
-			      "interface='a.B' name='P'><type type='int'/>"
-			      "</property>" +
-			      std::string(OPTIONS)));
+	auto parameters = parse_mapping(
+		mapping("<property dbus='a.B' object='/a/-1' "
+			"interface='a.B' name='P'><type type='int'/>"
+			"</property>" +
+			std::string(OPTIONS)));
 
 	ASSERT_EQ(parameters.size(), 1u);
 	EXPECT_EQ(parameters[0].object, "/a/-1");

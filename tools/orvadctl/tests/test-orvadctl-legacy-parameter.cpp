@@ -197,3 +197,50 @@ TEST(LegacyJson, HasValuesOfTheirTypes)
 				  "  ]\n"
 				  "}");
 }
+
+TEST(LegacySetting, IsALineOrAnObject)
+{
+	const LegacySetting setting = {make_parameter(LegacyType::BOOLEAN),
+				       true};
+
+	EXPECT_EQ(legacy_setting_text(setting), "root.X.Y: yes");
+	EXPECT_NE(legacy_setting_json(setting).find("\"value\" : true"),
+		  std::string::npos);
+}
+
+TEST(LegacyValue, IsWrittenByTheParametersType)
+{
+	const std::tuple<LegacyType, const char *, const char *> values[] = {
+		{LegacyType::INTEGER, "-7", "-7"},
+		{LegacyType::BOOLEAN, "yes", "true"},
+		{LegacyType::BOOLEAN, "no", "false"},
+		{LegacyType::TEXT, "open", "b'open'"},
+		{LegacyType::TEXT, "", "b''"},
+	};
+
+	for (const auto &[type, text, printed] : values) {
+		util::VariantPtr value(
+			g_variant_ref_sink(legacy_value_to_variant(
+				make_parameter(type), text, nullptr)));
+		util::CharPtr found(g_variant_print(value.get(), FALSE));
+		EXPECT_STREQ(found.get(), printed);
+	}
+}
+
+TEST(LegacyValue, ThatTheParameterCannotHaveIsRefused)
+{
+	const std::tuple<LegacyType, const char *, const char *> values[] = {
+		{LegacyType::INTEGER, "1.5",
+		 "root.X.Y takes a number of 32 bits, not \"1.5\""},
+		{LegacyType::BOOLEAN, "true",
+		 "root.X.Y takes \"yes\" or \"no\", not \"true\""},
+	};
+
+	for (const auto &[type, text, message] : values) {
+		util::Error error;
+		EXPECT_EQ(legacy_value_to_variant(make_parameter(type), text,
+						  &error),
+			  nullptr);
+		EXPECT_STREQ(error.message(), message);
+	}
+}

@@ -107,3 +107,15 @@ TEST(OptionsHelp, ListsWhatTheCommandTakes)
 	EXPECT_NE(help.find("--json"), std::string::npos);
 	EXPECT_EQ(help.find("--virtual"), std::string::npos);
 }
+
+TEST(KnownOptions, AreWhatTheHelpLists)
+{
+	const std::string help = options_help(OPTION_COUNT);
+
+	for (const OptionName &option : known_options(OPTION_COUNT)) {
+		EXPECT_NE(help.find("--" + option.name), std::string::npos);
+		EXPECT_EQ(option.takes_value,
+			  option.name == "count" || option.name == "timeout");
+		EXPECT_NE(option.name, "virtual");
+	}
+}

@@ -223,3 +223,15 @@ TEST(PortLabel, LeavesAnEmptyNameOut)
 	EXPECT_EQ(port_label(3, "door"), "port 3 (door)");
 	EXPECT_EQ(port_label(3, ""), "port 3");
 }
+
+TEST(ReachedPort, IsTheLastOneOfThatNumber)
+{
+	const std::vector<Port> ports = {make_port("first", 1, "ioport"),
+					 make_port("last", 1, "virtual"),
+					 make_port("unset", 1, "hidden"),
+					 make_port("bare", 2, "hidden")};
+
+	ASSERT_NE(reached_port(ports, 1), nullptr);
+	EXPECT_EQ(reached_port(ports, 1)->name, "last");
+	EXPECT_EQ(reached_port(ports, 2), nullptr);
+}

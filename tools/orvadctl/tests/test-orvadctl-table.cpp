@@ -66,6 +66,20 @@ TEST(Table, ColoursDoNotChangeTheAlignment)
 				    "off  y\n");
 }
 
+TEST(Table, RowsAreCutWhereTheTerminalEnds)
+{
+	Table table;
+	table.add_row({std::string("one"), Cell("門門", Style::ACTIVE),
+		       std::string("three")});
+	table.add_row({std::string("1"), std::string(""), std::string("3")});
+	EXPECT_EQ(table.text(false, 12), "one  門門  t\n"
+					 "1          3\n");
+	EXPECT_EQ(table.text(true, 8), "one  \033[32m門\033[0m\n"
+				       "1\n");
+	EXPECT_EQ(table.text(false, 2), "on\n"
+					"1\n");
+}
+
 TEST(Style, PlainAndEmptyTextGetsNoSequences)
 {
 	EXPECT_EQ(styled("x", Style::PLAIN, true), "x");

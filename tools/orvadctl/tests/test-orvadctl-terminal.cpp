@@ -55,6 +55,17 @@ TEST_F(TerminalTest, WidthThatCannotBeToldIsTheUsualOne)
 	EXPECT_EQ(terminal_width(-1), 80u);
 }
 
+TEST_F(TerminalTest, HeightIsThePresentOneOrTheUsualOne)
+{
+	struct winsize size = {};
+
+	EXPECT_EQ(terminal_height(near_.get()), 24u);
+	EXPECT_EQ(terminal_height(file_.get()), 24u);
+	size.ws_row = 7;
+	ASSERT_EQ(ioctl(near_.get(), TIOCSWINSZ, &size), 0);
+	EXPECT_EQ(terminal_height(near_.get()), 7u);
+}
+
 TEST_F(TerminalTest, IsRedrawnOnlyWhenItsCursorMoves)
 {
 	g_setenv("TERM", "xterm", TRUE);

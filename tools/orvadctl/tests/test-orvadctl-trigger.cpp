@@ -33,8 +33,8 @@ Declaration make_declaration(const char *type, const char *channel)
 bool enabled_by(Declaration declaration)
 {
 	auto triggers = triggers_from_ports({make_port("manualtrigger2", 6)});
-	std::vector<Declaration> declarations;
-	declarations.push_back(std::move(declaration));
+	std::vector<LiveDeclaration> declarations;
+	declarations.push_back({"qel", 1, std::move(declaration)});
 	set_enabled(triggers, declarations);
 	return triggers.at(0).enabled.value();
 }
