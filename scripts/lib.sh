@@ -8,12 +8,14 @@ BUILD_PACKAGES=(
 	build-essential pkg-config meson ninja-build python3
 	libglib2.0-dev libglib2.0-dev-bin libjson-glib-dev
 	libgtest-dev libgmock-dev
-	libgpiod-dev libfuse3-dev fuse3
+	libgpiod-dev libfuse3-dev fuse3 libsystemd-dev
 	dbus-daemon libglib2.0-bin bubblewrap
 )
 TEST_PACKAGES=(
 	python3-gi gir1.2-glib-2.0 python3-pytest python3-pytest-xdist locales
-	linux-libc-dev-mipsel-cross mandoc
+	linux-libc-dev-mipsel-cross mandoc lintian shellcheck
+	python3-seccomp systemd udev
+	mmdebstrap systemd-container python3-markdown-it
 )
 
 # What happens now, for the person who is watching.

@@ -43,14 +43,14 @@ def test_a_wrong_command_line_is_told_in_one_line(board, simboard, words):
     assert run.stderr.count("\n") == 1
 
 
-def test_without_a_board_commands_fail(simboard, tmp_path):
-    run = simboard("hold", "button")
-    assert run.returncode == 2
-    assert "--socket PATH or SIMBOARD_SOCKET" in run.stderr
-    run = simboard("hold", "button", variable=tmp_path / "none")
+@pytest.mark.parametrize("variable", ["/nonexistent/socket", "", None])
+def test_without_a_board_commands_fail(simboard, variable):
+    """They look where the service has its socket unless they are told."""
+    run = simboard("hold", "button", variable=variable)
     assert (run.returncode, run.stdout) == (1, "")
-    assert run.stderr == (f"simboard: no board is served at {tmp_path}/none: "
-                          "No such file or directory\n")
+    assert run.stderr == (
+        "simboard: no board is served at "
+        f"{variable or '/run/simboard/socket'}: No such file or directory\n")
 
 
 def test_help_tells_every_command(simboard):

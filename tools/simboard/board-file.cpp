@@ -7,6 +7,8 @@
 #include "section.h"
 #include "util/glib-ptr.h"
 
+#include <grp.h>
+
 #include <cstring>
 
 namespace simboard
@@ -20,6 +22,21 @@ constexpr unsigned HIGHEST_BASE = G_MAXINT - MOST_LINES;
 constexpr unsigned LONGEST_DELAY_MS = 60000;
 constexpr guint64 HIGHEST_GROUP = G_MAXUINT32 - 1; ///< -1 is no group.
 
+/// Of a group's id or name.
+gid_t read_group(Section &section)
+{
+	std::string text = section.text("Group");
+
+	if (text.empty() || g_ascii_isdigit(text.front()))
+		return section.number("Group", 0, HIGHEST_GROUP, 0);
+	const group *entry = getgrnam(text.c_str());
+	if (!entry) {
+		section.refuse("Group", "there is no group " + text);
+		return 0;
+	}
+	return entry->gr_gid;
+}
+
 bool read_board_section(Section section, BoardDescription &board)
 {
 	static constexpr const char *KEYS[] = {"Name", "Group",
@@ -28,7 +45,7 @@ bool read_board_section(Section section, BoardDescription &board)
 	section.allow_only(KEYS);
 	board.name = section.text("Name", board.name);
 	board.has_group = section.has("Group");
-	board.group = section.number("Group", 0, HIGHEST_GROUP, 0);
+	board.group = read_group(section);
 	board.attribute_delay_ms =
 		section.number("AttributeDelay", 0, LONGEST_DELAY_MS, 0);
 	board.group_delay_ms =

@@ -29,22 +29,14 @@ bool is_word(const std::string &text)
 
 bool Client::connect(const std::string &path, GError **error)
 {
-	const char *variable = g_getenv(SOCKET_VARIABLE);
-	std::string place = !path.empty() || !variable ? path : variable;
 	UnixAddress address;
 
-	if (place.empty()) {
-		set_usage_error(error,
-				"name the board's socket: --socket PATH or %s",
-				SOCKET_VARIABLE);
-		return false;
-	}
-	if (!address.set(place, error))
+	if (!address.set(path, error))
 		return false;
 	socket_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
 	if (::connect(socket_.get(), address.get(), address.size()) == 0)
 		return true;
-	set_failure(error, "no board is served at %s: %s", place.c_str(),
+	set_failure(error, "no board is served at %s: %s", path.c_str(),
 		    g_strerror(errno));
 	return false;
 }

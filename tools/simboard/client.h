@@ -15,7 +15,7 @@ namespace simboard
 class Client
 {
 public:
-	/// @param path empty: where SIMBOARD_SOCKET says.
+	/// @param path of the socket.
 	bool connect(const std::string &path, GError **error);
 
 	/// Sends a request; every word must be one.

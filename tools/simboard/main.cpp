@@ -39,22 +39,19 @@ struct Command {
 
 std::string socket_path(const Options &options)
 {
-	return options.socket ? options.socket.get() : "";
+	const char *const places[] = {options.socket.get(),
+				      g_getenv(SOCKET_VARIABLE)};
+
+	for (const char *path : places)
+		if (path && *path)
+			return path;
+	return USUAL_SOCKET;
 }
 
 bool run_serve(const Options &options, GError **error)
 {
-	const char *variable = g_getenv(SOCKET_VARIABLE);
-	std::string socket = socket_path(options);
-
-	if (socket.empty() && variable)
-		socket = variable;
-	if (socket.empty()) {
-		set_usage_error(error, "name a socket: --socket PATH or %s",
-				SOCKET_VARIABLE);
-		return false;
-	}
-	return serve(options.words[1], options.words[2], socket, error);
+	return serve(options.words[1], options.words[2], socket_path(options),
+		     error);
 }
 
 /// "--" ends our own options, so that the program's are left alone.
@@ -129,10 +126,11 @@ void print_help()
 	for (const Command &command : all_commands())
 		printf("  %s %s\n      %s\n", command.name, command.arguments,
 		       command.summary);
-	printf("\nThe socket of the board is --socket PATH, else %s.\n"
+	printf("\nThe socket of the board is --socket PATH, else %s, else"
+	       "\n%s.\n"
 	       "Exit status: 0 done, 1 failed, 2 wrong command line or board"
 	       " file.\n",
-	       SOCKET_VARIABLE);
+	       SOCKET_VARIABLE, USUAL_SOCKET);
 }
 
 int report(const GError *error)

@@ -25,7 +25,9 @@ constexpr std::size_t LONGEST_REQUEST = 1024;
 constexpr std::size_t MOST_UNREAD = 64 * 1024 * 1024;
 constexpr std::size_t MOST_CLIENTS = 64;
 
-/// Where clients find the socket unless they are told.
+/// Where the socket is unless the command line tells: at the path in this
+/// variable, else where the service has it.
 constexpr const char *SOCKET_VARIABLE = "SIMBOARD_SOCKET";
+constexpr const char *USUAL_SOCKET = "/run/simboard/socket";
 
 } // namespace simboard

@@ -10,6 +10,7 @@
 #include "spi-files.h"
 
 #include <glib-unix.h>
+#include <systemd/sd-daemon.h>
 
 #include <csignal>
 #include <cstdio>
@@ -86,6 +87,7 @@ bool serve(const std::string &board_file, const std::string &mount_point,
 		return false;
 	printf("ready\n");
 	fflush(stdout);
+	sd_notify(0, "READY=1");
 	g_main_loop_run(loop.get());
 	if (unmounted)
 		set_failure(error, "%s was unmounted", mount_point.c_str());

@@ -1,5 +1,7 @@
 #include "board-fixture.h"
 
+#include <grp.h>
+
 using namespace simboard;
 
 namespace
@@ -73,6 +75,23 @@ TEST(BoardFile, ExportedTrueMeansTheKernelsName)
 
 	EXPECT_EQ(board.lines[0].folder, "gpio7");
 	EXPECT_EQ(board.lines[1].folder, "");
+}
+
+TEST(BoardFile, AGroupIsNamedByNumberOrName)
+{
+	const group *second = getgrgid(1);
+	ASSERT_NE(second, nullptr);
+	std::string name = second->gr_name;
+
+	EXPECT_EQ(describe_board("[Board]\nGroup=0x1f\n").group, 31u);
+	BoardDescription board =
+		describe_board("[Board]\nGroup=" + name + "\n");
+	EXPECT_TRUE(board.has_group);
+	EXPECT_EQ(board.group, 1u);
+	EXPECT_EQ(refusal("[Board]\nGroup=no-such-group\n"),
+		  "b: [Board] Group: there is no group no-such-group");
+	EXPECT_EQ(refusal("[Board]\nGroup=\n").substr(0, 17),
+		  "b: [Board] Group:");
 }
 
 TEST(BoardFile, AMissingFileIsNamed)
