@@ -164,22 +164,38 @@ std::string device_folder(int number)
 	       std::to_string(number);
 }
 
-void make_trigger(const std::string &name)
+/// Whether it has been made now.
+bool make_trigger(const std::string &name)
 {
 	constexpr mode_t kMode = 0775;
 	const std::string folder = kTimerTriggers + name;
-	if (!g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR) &&
-	    mkdir(folder.c_str(), kMode) == -1)
+	if (g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR))
+		return false;
+	const bool made = mkdir(folder.c_str(), kMode) == 0;
+	if (!made)
 		g_warning("Failed to create sysfs directory '%s': %s",
 			  folder.c_str(), g_strerror(errno));
+	return made;
+}
+
+/// Writes how fast the timer goes.
+bool set_frequency(const std::string &freq, int trigger, bool just_made)
+{
+	const std::string file = std::string(kIioDevices) + kIioTriggerPrefix +
+				 std::to_string(trigger) +
+				 "/sampling_frequency";
+	if (just_made)
+		iio_wait_for_access(file);
+	return iio_write_sysfs(file, freq);
 }
 
 /// Has the converter sample at the pace of the timer.
 bool set_up_trigger(const IioPortData *data, int adc)
 {
 	int trigger = -1;
+	bool made = false;
 	if (backend::is_file_name(data->hrtimer)) {
-		make_trigger(data->hrtimer);
+		made = make_trigger(data->hrtimer);
 		trigger = iio_get_device_number_with_type(data->hrtimer.c_str(),
 							  IIO_TRIGGER);
 	}
@@ -187,10 +203,7 @@ bool set_up_trigger(const IioPortData *data, int adc)
 		g_warning("Failed to find trigger");
 		return false;
 	}
-	if (!iio_write_sysfs(std::string(kIioDevices) + kIioTriggerPrefix +
-				     std::to_string(trigger) +
-				     "/sampling_frequency",
-			     data->freq))
+	if (!set_frequency(data->freq, trigger, made))
 		return false;
 	const std::string current =
 		device_folder(adc) + "/trigger/current_trigger";
