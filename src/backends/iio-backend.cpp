@@ -24,7 +24,7 @@
 namespace
 {
 
-constexpr const char *kModule = "iio-backend.c";
+constexpr const char *kIioModule = "iio-backend.c";
 
 /// Making a folder here makes a timer trigger (Documentation/iio/
 /// iio_configfs.rst).
@@ -111,7 +111,7 @@ void discard_samples(const IioPortData *data)
 			return;
 }
 
-void watch(IOPort *port, bool supervised)
+void watch_samples(IOPort *port, bool supervised)
 {
 	auto *data = backend::data<IioPortData>(port);
 	if (!supervised) {
@@ -131,7 +131,7 @@ void watch(IOPort *port, bool supervised)
 void iio_set_watch(IOPort *port)
 {
 	if (port->backend_data != nullptr)
-		watch(port, io_port_supervised_input(port));
+		watch_samples(port, io_port_supervised_input(port));
 }
 
 bool iio_set_supervised(IOPort *port, bool enable)
@@ -139,7 +139,7 @@ bool iio_set_supervised(IOPort *port, bool enable)
 	const auto *data = backend::data<IioPortData>(port);
 	if (data == nullptr)
 		return false;
-	watch(port, enable);
+	watch_samples(port, enable);
 	if (!io_port_input(port) && !io_port_set_direction(port, true))
 		return false;
 	data->lines.set_control_pins(port);
@@ -164,22 +164,38 @@ std::string device_folder(int number)
 	       std::to_string(number);
 }
 
-void make_trigger(const std::string &name)
+/// Whether it has been made now.
+bool make_trigger(const std::string &name)
 {
 	constexpr mode_t kMode = 0775;
 	const std::string folder = kTimerTriggers + name;
-	if (!g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR) &&
-	    mkdir(folder.c_str(), kMode) == -1)
+	if (g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR))
+		return false;
+	const bool made = mkdir(folder.c_str(), kMode) == 0;
+	if (!made)
 		g_warning("Failed to create sysfs directory '%s': %s",
 			  folder.c_str(), g_strerror(errno));
+	return made;
+}
+
+/// Writes how fast the timer goes.
+bool set_frequency(const std::string &freq, int trigger, bool just_made)
+{
+	const std::string file = std::string(kIioDevices) + kIioTriggerPrefix +
+				 std::to_string(trigger) +
+				 "/sampling_frequency";
+	if (just_made)
+		iio_wait_for_access(file);
+	return iio_write_sysfs(file, freq);
 }
 
 /// Has the converter sample at the pace of the timer.
 bool set_up_trigger(const IioPortData *data, int adc)
 {
 	int trigger = -1;
+	bool made = false;
 	if (backend::is_file_name(data->hrtimer)) {
-		make_trigger(data->hrtimer);
+		made = make_trigger(data->hrtimer);
 		trigger = iio_get_device_number_with_type(data->hrtimer.c_str(),
 							  IIO_TRIGGER);
 	}
@@ -187,10 +203,7 @@ bool set_up_trigger(const IioPortData *data, int adc)
 		g_warning("Failed to find trigger");
 		return false;
 	}
-	if (!iio_write_sysfs(std::string(kIioDevices) + kIioTriggerPrefix +
-				     std::to_string(trigger) +
-				     "/sampling_frequency",
-			     data->freq))
+	if (!set_frequency(data->freq, trigger, made))
 		return false;
 	const std::string current =
 		device_folder(adc) + "/trigger/current_trigger";
@@ -226,10 +239,10 @@ bool read_type(IioPortData *data, const std::string &path)
 /// The converters that the rest of the module is made for.
 void check_type(const IioPortData *backend)
 {
-	MODULE_ASSERT(kModule, backend->iio_type.sign == 'u');
-	MODULE_ASSERT(kModule, backend->iio_type.bits <= 32);
-	MODULE_ASSERT(kModule, backend->iio_type.size <= 32);
-	MODULE_ASSERT(kModule, backend->iio_type.size % 8 == 0);
+	MODULE_ASSERT(kIioModule, backend->iio_type.sign == 'u');
+	MODULE_ASSERT(kIioModule, backend->iio_type.bits <= 32);
+	MODULE_ASSERT(kIioModule, backend->iio_type.size <= 32);
+	MODULE_ASSERT(kIioModule, backend->iio_type.size % 8 == 0);
 }
 
 /// Chooses the channel and has the converter fill its buffer.
@@ -280,7 +293,7 @@ void release_hardware(IioPortData *data)
 bool iio_setup(IOPort *port, int state)
 {
 	auto *data = backend::data<IioPortData>(port);
-	MODULE_ASSERT(kModule, data != NULL);
+	MODULE_ASSERT(kIioModule, data != NULL);
 	release_hardware(data);
 	if (!data->lines.set_up(
 		    port, state != 0,
@@ -300,7 +313,7 @@ bool iio_setup(IOPort *port, int state)
 // ---- configuration ----
 
 /// One for all ports: the configuration has one range after the other.
-RangeParser range_parser;
+RangeParser iio_ranges;
 
 gint32 parse_number(const char *text)
 {
@@ -332,7 +345,7 @@ bool iio_parse_data(IOPort *port, const char *group, const char *key,
 	if (std::strcmp(group, "device") == 0)
 		parse_device_item(data, key, value);
 	else if (std::strcmp(group, "range") == 0)
-		if (const auto range = range_parser.parse(key, value))
+		if (const auto range = iio_ranges.parse(key, value))
 			add_parsed_range(port, *range);
 	return true;
 }

@@ -15,7 +15,7 @@
 namespace
 {
 
-constexpr const char *kModule = "iio-int-backend.c";
+constexpr const char *kIioIntModule = "iio-int-backend.c";
 
 IioIntPortData *data_of(const IOPort *port)
 {
@@ -205,7 +205,7 @@ void events_off(IioIntPortData *data)
 	iio_int_remove_listener(&data->listener);
 }
 
-void watch(IOPort *port, bool supervised)
+void watch_levels(IOPort *port, bool supervised)
 {
 	auto *data = data_of(port);
 	if (supervised || data->mode == IIO_INT_ADC) {
@@ -220,7 +220,7 @@ void watch(IOPort *port, bool supervised)
 void iio_int_set_watch(IOPort *port)
 {
 	if (port->backend_data != nullptr)
-		watch(port, io_port_supervised_input(port));
+		watch_levels(port, io_port_supervised_input(port));
 }
 
 bool iio_int_set_supervised(IOPort *port, bool enable)
@@ -228,7 +228,7 @@ bool iio_int_set_supervised(IOPort *port, bool enable)
 	const auto *data = data_of(port);
 	if (data == nullptr)
 		return false;
-	watch(port, enable);
+	watch_levels(port, enable);
 	if (!io_port_input(port) && !io_port_set_direction(port, true))
 		return false;
 	if (data->mode != IIO_INT_ADC)
@@ -262,7 +262,7 @@ void release_hardware(IioIntPortData *data)
 bool iio_int_setup(IOPort *port, int state)
 {
 	auto *data = data_of(port);
-	MODULE_ASSERT(kModule, data != NULL);
+	MODULE_ASSERT(kIioIntModule, data != NULL);
 	release_hardware(data);
 	data->listener.port = port;
 	data->listener.voltage_channel = data->voltage_channel;

@@ -4,6 +4,7 @@
 #include "backends/iio-int-backend.h"
 #include "backends/parse-number.h"
 #include "backends/range-parser.h"
+#include "util/optional-text.h"
 
 #include <cstring>
 #include <string_view>
@@ -12,7 +13,7 @@ namespace
 {
 
 /// One for all ports: the configuration has one range after the other.
-RangeParser range_parser;
+RangeParser iio_int_ranges;
 
 guint32 parse_unsigned(const char *text)
 {
@@ -87,7 +88,7 @@ void add_range(IOPort *port, IioIntPortData *data, const ParsedRange &range)
 		add_parsed_range(port, range);
 		return;
 	}
-	const char *state = range.state ? range.state->c_str() : nullptr;
+	const char *state = util::c_str(range.state);
 	data->ranges.push_back({supervised_range_string2state(state),
 				static_cast<guint32>(range.upper),
 				static_cast<guint32>(range.lower)});
@@ -104,7 +105,7 @@ bool iio_int_parse_data(IOPort *port, const char *group, const char *key,
 	if (std::strcmp(group, "device") == 0)
 		parse_device_item(data, key, value);
 	else if (std::strcmp(group, "range") == 0)
-		if (const auto range = range_parser.parse(key, value))
+		if (const auto range = iio_int_ranges.parse(key, value))
 			add_range(port, data, *range);
 	return true;
 }

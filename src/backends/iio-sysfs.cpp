@@ -137,6 +137,19 @@ bool iio_write_sysfs(const std::string &filename, int value)
 	return iio_write_sysfs(filename, std::to_string(value).substr(0, 1));
 }
 
+void iio_wait_for_access(const std::string &filename)
+{
+	constexpr gulong kInterval = 10 * G_TIME_SPAN_MILLISECOND;
+	constexpr int kMost = G_TIME_SPAN_SECOND / kInterval;
+	for (int i = 0; i < kMost; ++i) {
+		const util::UniqueFd fd(
+			open(filename.c_str(), O_WRONLY | O_CLOEXEC));
+		if (fd.valid() || errno != EACCES)
+			return;
+		g_usleep(kInterval);
+	}
+}
+
 int iio_get_device_number_with_type(const char *name, int type,
 				    const char *root)
 {

@@ -34,6 +34,11 @@ bool iio_write_sysfs(const std::string &filename, const std::string &text);
 /// Writes the first character of the number: 0 and 1 are what flags take.
 bool iio_write_sysfs(const std::string &filename, int value);
 
+/// Waits while this process may not write to the file, at most one second:
+/// udev's rules see a device a moment after it is made. A file that cannot be
+/// written for another reason is not waited for. Blocks.
+void iio_wait_for_access(const std::string &filename);
+
 /// The number of the device, or trigger, of that name; -1 when there is none.
 /// @param type An IioDeviceType; anything else is logged, -1.
 /// @param root Where to look; for tests.

@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr const char *kModule = "libugpio-backend.c";
+constexpr const char *kGpioModule = "libugpio-backend.c";
 
 /// What switches a configurable port's hardware.
 enum IoCtrlLevel { IO_CTRL_INPUT = 0, IO_CTRL_OUTPUT = 1 };
@@ -75,7 +75,7 @@ void release_lines(GpioPortData *data)
 bool libugpio_port_setup(IOPort *port, int state)
 {
 	auto *data = backend::data<GpioPortData>(port);
-	MODULE_ASSERT(kModule, data != NULL);
+	MODULE_ASSERT(kGpioModule, data != NULL);
 	release_lines(data);
 	switch (port->type) {
 	case PORT_INPUT:
@@ -101,7 +101,7 @@ void libugpio_port_set_state(IOPort *port, int state)
 {
 	const auto *data = backend::data<GpioPortData>(port);
 	GpioPin *pin = data != nullptr ? data->output_pin.get() : nullptr;
-	MODULE_ASSERT(kModule, pin != NULL);
+	MODULE_ASSERT(kGpioModule, pin != NULL);
 	if (ugpio_set_value(pin->gpio.get(), state) == -1)
 		g_warning("Failed to set state on port!\n");
 }

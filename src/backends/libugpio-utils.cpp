@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr const char *kModule = "libugpio-utils.c";
+constexpr const char *kGpioUtilsModule = "libugpio-utils.c";
 
 /// What the library is asked for. Its header need not name the bits.
 enum RequestFlags : unsigned {
@@ -97,7 +97,7 @@ bool libugpio_port_init_gpio_pin(GpioPin *pin, bool is_input, bool state)
 
 bool libugpio_request_gpio_pin_as_it_is(GpioPin *pin, const char *label)
 {
-	MODULE_ASSERT(kModule, pin != NULL);
+	MODULE_ASSERT(kGpioUtilsModule, pin != NULL);
 	libugpio_close_gpio_pin(pin);
 	pin->gpio.reset(pin->alias
 				? ugpio_request_named(pin->alias->c_str())
@@ -117,7 +117,7 @@ bool libugpio_request_gpio_pin_as_it_is(GpioPin *pin, const char *label)
 
 bool libugpio_set_gpio_pin(GpioPin *pin, int value)
 {
-	MODULE_ASSERT(kModule, pin != NULL);
+	MODULE_ASSERT(kGpioUtilsModule, pin != NULL);
 	errno = 0;
 	if (ugpio_set_value(pin->gpio.get(), value) != -1)
 		return true;

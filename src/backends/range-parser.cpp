@@ -2,6 +2,7 @@
 
 #include "backends/parse-number.h"
 #include "ioport/port-supervision.h"
+#include "util/optional-text.h"
 
 #include <cstring>
 #include <utility>
@@ -23,9 +24,9 @@ std::optional<ParsedRange> RangeParser::parse(const char *key,
 void add_parsed_range(IOPort *port, const ParsedRange &range)
 {
 	util::Error error;
-	if (!io_port_add_supervised_range(
-		    port, range.state ? range.state->c_str() : nullptr,
-		    static_cast<guint32>(range.lower),
-		    static_cast<guint32>(range.upper), &error))
+	if (!io_port_add_supervised_range(port, util::c_str(range.state),
+					  static_cast<guint32>(range.lower),
+					  static_cast<guint32>(range.upper),
+					  &error))
 		g_warning("Failed to configure port: %s\n", error.message());
 }

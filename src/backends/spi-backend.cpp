@@ -20,7 +20,7 @@
 namespace
 {
 
-constexpr const char *kModule = "spi-backend.c";
+constexpr const char *kSpiModule = "spi-backend.c";
 constexpr guint8 kBitsPerWord = 16;
 
 // ---- measuring ----
@@ -194,7 +194,7 @@ void release_hardware(SpiPortData *data)
 bool spi_setup(IOPort *port, int state)
 {
 	auto *data = backend::data<SpiPortData>(port);
-	MODULE_ASSERT(kModule, data != NULL);
+	MODULE_ASSERT(kSpiModule, data != NULL);
 	release_hardware(data);
 	if (!data->lines.fit(port))
 		return false;
@@ -205,7 +205,7 @@ bool spi_setup(IOPort *port, int state)
 // ---- configuration ----
 
 /// One for all ports: the configuration has one range after the other.
-RangeParser range_parser;
+RangeParser spi_ranges;
 
 /// A text that is no number leaves the address as it was.
 void parse_address(const char *text, guint32 *address)
@@ -231,7 +231,7 @@ bool spi_parse_data(IOPort *port, const char *group, const char *key,
 		 std::strcmp(key, "value") == 0)
 		data->speed = backend::parse_uint(value, backend::kAnyBase);
 	else if (std::strcmp(group, "range") == 0)
-		if (const auto range = range_parser.parse(key, value))
+		if (const auto range = spi_ranges.parse(key, value))
 			add_parsed_range(port, *range);
 	return true;
 }

@@ -16,7 +16,7 @@
 namespace
 {
 
-constexpr const char *kModule = "spiadc-backend.c";
+constexpr const char *kSpiadcModule = "spiadc-backend.c";
 
 gint32 wrapping_sum(gint32 a, gint32 b)
 {
@@ -66,8 +66,8 @@ gboolean spiadc_poll(gpointer user_data)
 bool spiadc_port_setup(IOPort *port, int)
 {
 	auto *data = backend::data<SpiadcPortData>(port);
-	MODULE_ASSERT(kModule, data != NULL);
-	MODULE_ASSERT(kModule, port->type == PORT_INPUT);
+	MODULE_ASSERT(kSpiadcModule, data != NULL);
+	MODULE_ASSERT(kSpiadcModule, port->type == PORT_INPUT);
 
 	data->poll_id.reset();
 	if (data->device.open(data->path, O_RDONLY))

@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr const char *kModule = "supervised-lines.c";
+constexpr const char *kSupervisedLinesModule = "supervised-lines.c";
 
 /// What the two control lines are set to.
 struct ControlLevels {
@@ -146,14 +146,14 @@ void SupervisedLines::stop_watching()
 bool SupervisedLines::request_sioctrl()
 {
 	const SupervisedLines *data = this;
-	MODULE_ASSERT(kModule, data->sioctrl != NULL);
+	MODULE_ASSERT(kSupervisedLinesModule, data->sioctrl != NULL);
 	return libugpio_request_gpio_pin_as_it_is(sioctrl.get(), "sioctrl");
 }
 
 bool SupervisedLines::set_control_pins(const IOPort *port, bool pull_up) const
 {
 	if (port->type != PORT_IO_CTRL)
-		MODULE_ASSERT(kModule, port->type == PORT_INPUT);
+		MODULE_ASSERT(kSupervisedLinesModule, port->type == PORT_INPUT);
 	const ControlLevels levels = control_levels(port, pull_up);
 	if (!libugpio_set_gpio_pin(ioctrl.get(), levels.ioctrl)) {
 		g_warning("Failed to set ioctrl pin");

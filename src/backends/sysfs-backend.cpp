@@ -17,7 +17,7 @@
 namespace
 {
 
-constexpr char kModule[] = "sysfs-backend.c";
+constexpr char kSysfsModule[] = "sysfs-backend.c";
 /// The longest text read from an attribute.
 constexpr size_t kMaxText = 63;
 
@@ -97,8 +97,8 @@ gboolean sysfs_port_poll(gpointer user_data)
 bool sysfs_port_setup(IOPort *port, int)
 {
 	auto *data = backend::data<SysfsPortData>(port);
-	MODULE_ASSERT(kModule, data != NULL);
-	MODULE_ASSERT(kModule, port->type == PORT_INPUT);
+	MODULE_ASSERT(kSysfsModule, data != NULL);
+	MODULE_ASSERT(kSysfsModule, port->type == PORT_INPUT);
 
 	data->poll_id.reset();
 	data->fd.reset();

@@ -73,7 +73,7 @@ gboolean on_handle_get_connector_states(QELConnector *object,
 	return TRUE;
 }
 
-const handler::Method kMethods[] = {
+const handler::Method kConnectorMethods[] = {
 	{"handle-get-num-connectors", G_CALLBACK(on_handle_get_num_connectors)},
 	{"handle-get-connector-states",
 	 G_CALLBACK(on_handle_get_connector_states)},
@@ -83,5 +83,5 @@ const handler::Method kMethods[] = {
 
 void connector_connect_handlers(QELConnector *skeleton)
 {
-	handler::connect(skeleton, kMethods);
+	handler::connect(skeleton, kConnectorMethods);
 }

@@ -215,14 +215,14 @@ void iocontrol_conf_legacy_dbus_connect()
 
 void iocontrol_conf_legacy_dbus_create()
 {
-	MODULE_ASSERT(legacy::kModule, legacy_ctrl == NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, legacy_ctrl == NULL);
 	legacy_ctrl = std::make_unique<LegacyController>();
 	early_connection.reset();
 }
 
 void iocontrol_conf_legacy_dbus_destroy()
 {
-	MODULE_ASSERT(legacy::kModule, legacy_ctrl != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, legacy_ctrl != NULL);
 	legacy_ctrl.reset();
 }
 

@@ -377,7 +377,7 @@ gboolean on_handle_set_virtual(IOControlState *object, Invocation *invocation,
 	return TRUE;
 }
 
-const handler::Method kMethods[] = {
+const handler::Method kStateMethods[] = {
 	{"handle-drop-ioports", G_CALLBACK(on_handle_drop_ioports)},
 	{"handle-refresh-ioports", G_CALLBACK(on_handle_refresh_ioports)},
 	{"handle-get-nbr-ports", G_CALLBACK(on_handle_get_nbr_ports)},
@@ -402,5 +402,5 @@ const handler::Method kMethods[] = {
 
 void iocontrol_connect_handlers(IOControlState *skeleton)
 {
-	handler::connect(skeleton, kMethods);
+	handler::connect(skeleton, kStateMethods);
 }

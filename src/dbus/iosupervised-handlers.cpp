@@ -22,7 +22,7 @@ gboolean fail(Invocation *invocation, IOSupervisedError code, const char *text)
 			     text);
 }
 
-gboolean fail_no_port(Invocation *invocation)
+gboolean fail_no_such_port(Invocation *invocation)
 {
 	return fail(invocation, IO_SUPERVISED_ERROR_NO_PORT, "No such port.");
 }
@@ -44,7 +44,7 @@ PortRef find_supervisable(Invocation *invocation, guint number,
 {
 	PortRef port = find_port(number);
 	if (!port)
-		fail_no_port(invocation);
+		fail_no_such_port(invocation);
 	else if (!io_port_is_supervisable(port.get()))
 		fail(invocation, IO_SUPERVISED_ERROR_NOT_SUPERVISABLE, text);
 	else
@@ -67,7 +67,7 @@ gboolean on_handle_is_supervisable(IOSupervisedSupervised *object,
 {
 	const PortRef port = find_ioport(number);
 	if (!port)
-		return fail_no_port(invocation);
+		return fail_no_such_port(invocation);
 	iosupervised_supervised_complete_is_supervisable(
 		object, invocation, io_port_is_supervisable(port.get()), FALSE);
 	return TRUE;
@@ -79,7 +79,7 @@ gboolean on_handle_get_supervised(IOSupervisedSupervised *object,
 {
 	const PortRef port = find_ioport(number);
 	if (!port)
-		return fail_no_port(invocation);
+		return fail_no_such_port(invocation);
 	iosupervised_supervised_complete_get_supervised(object, invocation,
 							port->supervised);
 	return TRUE;
@@ -102,7 +102,7 @@ gboolean on_handle_set_supervised(IOSupervisedSupervised *object,
 {
 	const PortRef port = find_ioport(number);
 	if (!port)
-		return fail_no_port(invocation);
+		return fail_no_such_port(invocation);
 	const bool wanted = supervised != FALSE;
 	if (port->supervised != wanted && !change_supervised(port, wanted))
 		return fail(invocation, IO_SUPERVISED_ERROR_NOT_SUPERVISABLE,
@@ -205,7 +205,7 @@ gboolean on_handle_get_supervised_port_numbers(IOSupervisedSupervised *object,
 	return TRUE;
 }
 
-const handler::Method kMethods[] = {
+const handler::Method kSupervisedMethods[] = {
 	{"handle-get-number-of-ports",
 	 G_CALLBACK(on_handle_get_number_of_ports)},
 	{"handle-is-supervisable", G_CALLBACK(on_handle_is_supervisable)},
@@ -227,5 +227,5 @@ const handler::Method kMethods[] = {
 
 void iosupervised_connect_handlers(IOSupervisedSupervised *skeleton)
 {
-	handler::connect(skeleton, kMethods);
+	handler::connect(skeleton, kSupervisedMethods);
 }

@@ -141,9 +141,9 @@ GVariant *get_of_port(const IOPort *port, std::string_view interface,
 GVariant *legacy_get_property(const char *path, const char *interface,
 			      const char *property, GError **error)
 {
-	MODULE_ASSERT(legacy::kModule, property != NULL);
-	MODULE_ASSERT(legacy::kModule, path != NULL);
-	MODULE_ASSERT(legacy::kModule, interface != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, property != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, path != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, interface != NULL);
 	if (GVariant *value = get_global(property))
 		return value;
 	const PortRef port = legacy::find_port(path, error);

@@ -11,7 +11,7 @@ namespace legacy
 {
 
 /// What assertions name.
-constexpr const char *kModule = "iocontrol-conf-legacy-dbus.c";
+constexpr const char *kLegacyModule = "iocontrol-conf-legacy-dbus.c";
 
 constexpr const char *kService =
 	"com.vexa.Configuration.Legacy.IOControl1.IOPort";

@@ -253,8 +253,8 @@ Outcome set_on_port(IOPort *port, const Write &write)
 bool legacy_set_property(const char *path, const char *interface,
 			 const char *property, GVariant *value, GError **error)
 {
-	MODULE_ASSERT(legacy::kModule, property != NULL);
-	MODULE_ASSERT(legacy::kModule, path != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, property != NULL);
+	MODULE_ASSERT(legacy::kLegacyModule, path != NULL);
 	const PortRef port = legacy::find_port(path, error);
 	if (!port)
 		return false;

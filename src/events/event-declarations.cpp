@@ -5,6 +5,7 @@
 #include "ioport/port-settings.h"
 #include "ioport/port-state.h"
 #include "ioport/port-supervision.h"
+#include "util/optional-text.h"
 
 namespace
 {
@@ -129,11 +130,6 @@ EventDeclarationPtr digital_port_declaration(int number, const char *name,
 	return builder.take();
 }
 
-const char *c_str(const std::optional<std::string> &text)
-{
-	return text ? text->c_str() : nullptr;
-}
-
 bool make_property(EventDeclaration *declaration, const EventKey &key)
 {
 	const std::string name = key.key.value_or("");
@@ -150,7 +146,7 @@ bool make_property(EventDeclaration *declaration, const EventKey &key)
 EventDeclarationPtr port_event_declaration(const IOPort *port)
 {
 	const auto name = io_port_get_name(port);
-	return digital_port_declaration(port->number, c_str(name),
+	return digital_port_declaration(port->number, util::c_str(name),
 					get_port_state);
 }
 
@@ -168,7 +164,7 @@ EventDeclarationPtr supervised_port_event_declaration(const IOPort *port)
 	builder.key("state", EVENT_VALUE_STRING);
 	builder.topics("SupervisedPort");
 	builder.topic_names("Supervised input port");
-	builder.nice_names("port", "Port", c_str(name));
+	builder.nice_names("port", "Port", util::c_str(name));
 	builder.nice_names("state", "State", nullptr);
 	builder.nice_names("tampered", "Tampered", nullptr);
 	builder.name_spaces();

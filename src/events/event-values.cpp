@@ -5,11 +5,12 @@
 #include "ioport/port-supervision.h"
 #include "util/assert.h"
 #include "util/glib-ptr.h"
+#include "util/optional-text.h"
 
 namespace
 {
 
-constexpr const char *kModule = "event.c";
+constexpr const char *kEventModule = "event.c";
 
 EventValueType value_type(const EventKey &key)
 {
@@ -21,14 +22,14 @@ EventValueType value_type(const EventKey &key)
 		return EVENT_VALUE_DOUBLE;
 	if (key.type == "string")
 		return EVENT_VALUE_STRING;
-	MODULE_ASSERT_NOT_REACHED(kModule);
+	MODULE_ASSERT_NOT_REACHED(kEventModule);
 }
 
 /// A boolean as a value of @p type; words are for texts only.
 std::string boolean_text(bool value, EventValueType type, const char *true_word,
 			 const char *false_word)
 {
-	MODULE_ASSERT(kModule, type != EVENT_VALUE_DOUBLE);
+	MODULE_ASSERT(kEventModule, type != EVENT_VALUE_DOUBLE);
 	if (type == EVENT_VALUE_STRING)
 		return value ? true_word : false_word;
 	return value ? "1" : "0";
@@ -36,7 +37,7 @@ std::string boolean_text(bool value, EventValueType type, const char *true_word,
 
 std::string supervised_text(IOPort *port, EventValueType type)
 {
-	MODULE_ASSERT(kModule, type != EVENT_VALUE_DOUBLE);
+	MODULE_ASSERT(kEventModule, type != EVENT_VALUE_DOUBLE);
 	const SupervisedState state = io_port_get_supervised_state(port);
 	if (type == EVENT_VALUE_STRING)
 		return supervised_range_state2string(state);
@@ -67,11 +68,6 @@ display_name(const IOPort *port, const std::optional<std::string> &configured)
 	return configured == "PORT_NAME" ? io_port_get_name(port) : configured;
 }
 
-const char *c_str(const std::optional<std::string> &text)
-{
-	return text ? text->c_str() : nullptr;
-}
-
 const char *shown(const std::optional<std::string> &text)
 {
 	return text ? text->c_str() : "(null)";
@@ -85,8 +81,8 @@ bool set_nice_names(const IOPort *port, const EventKey &key,
 	const auto key_name = display_name(port, key.key_nice_name);
 	const auto value_name = display_name(port, key.value_nice_name);
 	if (inspectable_set_nice_names(
-		    inspectable, key.key.value_or("").c_str(), c_str(key_name),
-		    c_str(value_name), nullptr))
+		    inspectable, key.key.value_or("").c_str(),
+		    util::c_str(key_name), util::c_str(value_name), nullptr))
 		return true;
 	g_warning("Failed to set value nice name. Key: %s KNN: %s VNN: %s",
 		  shown(key_name), shown(key_name), shown(value_name));

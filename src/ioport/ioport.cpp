@@ -152,8 +152,8 @@ const IOPortFunctions *io_port_set_backend(IOPort *port, int kind)
 
 bool io_port_setup(IOPort *port)
 {
-	MODULE_ASSERT("ioport.c", port != NULL);
-	MODULE_ASSERT("ioport.c", port->functions != NULL);
+	MODULE_ASSERT(kPortModule, port != NULL);
+	MODULE_ASSERT(kPortModule, port->functions != NULL);
 	restore_private_record(port);
 	port->setting_up = true;
 	const bool success =

@@ -21,6 +21,9 @@
 
 struct IOPort;
 
+/// What the assertions of the port model name.
+inline constexpr char kPortModule[] = "ioport.c";
+
 /// The fixed kind of a port; the numbers are part of the configuration format.
 enum IOPortType : int {
 	PORT_INPUT = 0,

@@ -260,7 +260,7 @@ bool io_port_lock_taken(IOPort *port)
 bool io_port_run_action_sequence(PortRef &port, std::vector<ActionStep> steps)
 {
 	IOPort *ioport = port.get();
-	MODULE_ASSERT_NONNULL("ioport.c", ioport);
+	MODULE_ASSERT_NONNULL(kPortModule, ioport);
 	if (steps.empty() ||
 	    !takes_sequence(ioport, steps.front().virtual_step)) {
 		g_warning("Set action seq on incorrect port");

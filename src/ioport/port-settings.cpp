@@ -11,8 +11,6 @@
 namespace
 {
 
-constexpr const char *kModule = "ioport.c";
-
 /// Holds `lock` with no sequence running.
 std::unique_lock<std::mutex> lock_exclusive(IOPort *port)
 {
@@ -104,7 +102,7 @@ std::optional<bool> io_port_parse_activelow(std::string_view word)
 
 bool io_port_set_direction(IOPort *ioport, bool input)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	if (ioport->type != PORT_IO_CTRL)
 		return false;
 	const auto lock = lock_exclusive(ioport);
@@ -116,13 +114,13 @@ bool io_port_set_direction(IOPort *ioport, bool input)
 
 bool io_port_get_activelow(const IOPort *ioport, bool input)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	return input ? ioport->input_activelow : ioport->output_activelow;
 }
 
 bool io_port_set_activelow(IOPort *ioport, bool activelow, bool input)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	if (ioport->type == (input ? PORT_OUTPUT : PORT_INPUT))
 		return false;
 	const auto lock = lock_exclusive(ioport);
@@ -138,7 +136,7 @@ bool io_port_set_activelow(IOPort *ioport, bool activelow, bool input)
 
 void io_port_reset_event_filters(IOPort *ioport)
 {
-	MODULE_ASSERT_NONNULL(kModule, ioport);
+	MODULE_ASSERT_NONNULL(kPortModule, ioport);
 	for (const auto &event : ioport->events)
 		io_event_reset_filter(event.get());
 }

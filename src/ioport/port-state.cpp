@@ -10,8 +10,6 @@
 namespace
 {
 
-constexpr const char *kModule = "ioport.c";
-
 bool relevant_activelow(const IOPort *port)
 {
 	return io_port_input(port) ? port->input_activelow
@@ -35,14 +33,14 @@ bool event_applies(const IOPort *port, const IOEvent &event)
 
 bool io_port_input(const IOPort *port)
 {
-	MODULE_ASSERT(kModule, port->functions != NULL);
+	MODULE_ASSERT(kPortModule, port->functions != NULL);
 	return port->type == PORT_INPUT ||
 	       (port->type == PORT_IO_CTRL && port->direction);
 }
 
 bool io_port_direction_input(const IOPort *ioport)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	switch (ioport->type) {
 	case PORT_INPUT:
 		return true;
@@ -51,12 +49,12 @@ bool io_port_direction_input(const IOPort *ioport)
 	case PORT_IO_CTRL:
 		return ioport->direction;
 	}
-	MODULE_ASSERT_NOT_REACHED(kModule);
+	MODULE_ASSERT_NOT_REACHED(kPortModule);
 }
 
 int io_port_get_state(IOPort *ioport)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	if (!ioport->is_setup)
 		return 0;
 	const int level = ioport->functions->get_state(ioport);
@@ -67,7 +65,7 @@ int io_port_get_state(IOPort *ioport)
 
 bool io_port_set_state(IOPort *ioport, int state)
 {
-	MODULE_ASSERT_NONNULL(kModule, ioport);
+	MODULE_ASSERT_NONNULL(kPortModule, ioport);
 	if (io_port_input(ioport) || ioport->backend == BACKEND_VIRTUAL ||
 	    !ioport->is_setup) {
 		g_warning("Set state on incorrect port");
@@ -96,7 +94,7 @@ void io_port_set_state_internal(IOPort *ioport, int state)
 
 bool io_port_set_virtual(IOPort *ioport, int state)
 {
-	MODULE_ASSERT(kModule, ioport);
+	MODULE_ASSERT(kPortModule, ioport);
 	if (!ioport->enabled)
 		return true;
 	if (ioport->type == PORT_OUTPUT && ioport->backend == BACKEND_VIRTUAL)
@@ -123,7 +121,7 @@ void io_port_send_signal(IOPort *port, bool virtual_trig, int state)
 {
 	if (!port->enabled)
 		return;
-	MODULE_ASSERT(kModule, port->functions != NULL);
+	MODULE_ASSERT(kPortModule, port->functions != NULL);
 	iocontrol_emit_port_changed(
 		port->number, io_port_get_property(port, "virtual"),
 		io_port_get_property(port, "hidden"), io_port_input(port),
@@ -132,14 +130,14 @@ void io_port_send_signal(IOPort *port, bool virtual_trig, int state)
 
 void io_port_set_watch(IOPort *port)
 {
-	MODULE_ASSERT(kModule, port != NULL);
+	MODULE_ASSERT(kPortModule, port != NULL);
 	if (port->enabled && io_port_input(port))
 		port->functions->set_watch(port);
 }
 
 bool io_port_got_port_any(const IOPort *port)
 {
-	MODULE_ASSERT(kModule, port != NULL);
+	MODULE_ASSERT(kPortModule, port != NULL);
 	return port->enabled &&
 	       std::any_of(port->events.begin(), port->events.end(),
 			   [](const auto &event) {

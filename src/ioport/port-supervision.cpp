@@ -10,8 +10,6 @@
 namespace
 {
 
-constexpr const char *kModule = "ioport.c";
-
 /// Converters give 16 bits at most.
 constexpr gint32 kLimitOfLevels = 65536;
 
@@ -59,21 +57,21 @@ SupervisedRangeList merge(SupervisedRangeList ranges,
 
 bool io_port_is_supervisable(IOPort *port)
 {
-	MODULE_ASSERT_NONNULL(kModule, port);
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, port);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
 	return port->functions->is_supervisable != nullptr &&
 	       port->functions->is_supervisable(port);
 }
 
 bool io_port_supervised_input(const IOPort *port)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
 	return io_port_input(port) && port->supervised;
 }
 
 bool io_port_set_supervised(IOPort *port, bool on)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
 	if (!io_port_is_supervisable(port))
 		return false;
 	port->supervised = on;
@@ -86,8 +84,8 @@ bool io_port_set_supervised(IOPort *port, bool on)
 
 bool io_port_get_supervised_ranges(IOPort *port, SupervisedRangeList **ranges)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
-	MODULE_ASSERT_NONNULL(kModule, ranges);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, ranges);
 	if (!io_port_is_supervisable(port) ||
 	    port->functions->get_supervised_ranges == nullptr)
 		return false;
@@ -107,7 +105,7 @@ bool io_port_set_supervised_ranges(IOPort *port, SupervisedRangeList *ranges,
 bool io_port_add_supervised_range(IOPort *port, const char *word, guint32 lower,
 				  guint32 upper, GError **error)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
 	const SupervisedRange range = {supervised_range_string2state(word),
 				       upper, lower};
 	if (!check_range(range, error))
@@ -122,7 +120,7 @@ bool io_port_add_supervised_range(IOPort *port, const char *word, guint32 lower,
 
 SupervisedState io_port_get_supervised_state(IOPort *ioport)
 {
-	MODULE_ASSERT_NONNULL(kModule, ioport);
+	MODULE_ASSERT_NONNULL(kPortModule, ioport);
 	if (!ioport->is_setup || !io_port_is_supervisable(ioport))
 		return SUPERVISED_OPEN;
 	SupervisedState state = SUPERVISED_UNDEFINED;
@@ -143,9 +141,9 @@ SupervisedState io_port_get_supervised_state(IOPort *ioport)
 bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,
 				    guint32 *level, GError **error)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
-	MODULE_ASSERT_NONNULL(kModule, state);
-	MODULE_ASSERT_NONNULL(kModule, level);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, state);
+	MODULE_ASSERT_NONNULL(kPortModule, level);
 	if (port->functions->get_supervised_readout == nullptr) {
 		g_set_error_literal(error, io_control_error_quark(),
 				    IO_CONTROL_ERROR_GENERIC,
@@ -162,7 +160,7 @@ bool io_port_get_supervised_readout(IOPort *port, SupervisedState *state,
 bool io_port_get_supported_states(const IOPort *port,
 				  std::vector<std::string> *states)
 {
-	MODULE_ASSERT_NONNULL(kModule, port->functions);
+	MODULE_ASSERT_NONNULL(kPortModule, port->functions);
 	for (const SupervisedState state : {SUPERVISED_CLOSED, SUPERVISED_OPEN,
 					    SUPERVISED_SHORT, SUPERVISED_CUT})
 		states->push_back(supervised_range_state2string(state));

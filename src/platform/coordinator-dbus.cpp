@@ -18,10 +18,10 @@ constexpr util::BusObject kCoordinator = {
 };
 
 util::ProxyPtr coordinator_proxy;
-util::ScopedSignal owner_signal;
+util::ScopedSignal coordinator_signal;
 util::ScopedSignal ptz_signal;
 /// Complains of what the coordinator says.
-util::RateLimit complaints;
+util::RateLimit coordinator_complaints;
 
 PtzEnabled ptz_from(gboolean enabled)
 {
@@ -38,12 +38,13 @@ std::optional<PtzEnabled> read_ptz()
 		coordinator_proxy.get(), "PTZEnabled"));
 	if (!enabled)
 		return PTZ_UNKNOWN;
-	if (!util::is_of_type(enabled.get(), "b", "PTZEnabled", &complaints))
+	if (!util::is_of_type(enabled.get(), "b", "PTZEnabled",
+			      &coordinator_complaints))
 		return {};
 	return ptz_from(g_variant_get_boolean(enabled.get()));
 }
 
-void on_owner_changed(GDBusProxy *, GParamSpec *, gpointer)
+void on_coordinator_changed(GDBusProxy *, GParamSpec *, gpointer)
 {
 	if (const auto value = read_ptz())
 		virtual_input_set_ptz_enabled(*value);
@@ -56,7 +57,7 @@ void on_coordinator_signal(GDBusProxy *proxy, const char *sender,
 	    !util::is_from_owner(proxy, sender))
 		return;
 	if (!util::is_of_type(parameters, "(ib)", "PtzEnabledChanged",
-			      &complaints))
+			      &coordinator_complaints))
 		return;
 	gboolean enabled = FALSE;
 	g_variant_get(parameters, "(ib)", nullptr, &enabled);
@@ -65,9 +66,9 @@ void on_coordinator_signal(GDBusProxy *proxy, const char *sender,
 
 void connect_signals()
 {
-	owner_signal = util::ScopedSignal(
+	coordinator_signal = util::ScopedSignal(
 		coordinator_proxy.get(), "notify::g-name-owner",
-		G_CALLBACK(on_owner_changed), nullptr);
+		G_CALLBACK(on_coordinator_changed), nullptr);
 	ptz_signal =
 		util::ScopedSignal(coordinator_proxy.get(), "g-signal",
 				   G_CALLBACK(on_coordinator_signal), nullptr);
@@ -89,7 +90,7 @@ void coordinator_dbus_init()
 
 void coordinator_dbus_finalize()
 {
-	owner_signal.reset();
+	coordinator_signal.reset();
 	ptz_signal.reset();
 	coordinator_proxy.reset();
 }

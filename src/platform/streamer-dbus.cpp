@@ -37,12 +37,12 @@ struct Channel {
 };
 
 util::ProxyPtr monitor_proxy;
-util::ScopedSignal owner_signal;
+util::ScopedSignal streamer_signal;
 util::ScopedSubscription enabled_signal;
 /// Newest first.
 std::list<Channel> proxys;
 /// Complains of what the service says.
-util::RateLimit complaints;
+util::RateLimit streamer_complaints;
 
 void log_no_proxy(const util::Error &error)
 {
@@ -72,7 +72,8 @@ void on_enabled_changed(GDBusConnection *, const char *sender, const char *path,
 		});
 	if (found == proxys.end())
 		return;
-	if (!util::is_of_type(parameters, "(b)", "EnabledChanged", &complaints))
+	if (!util::is_of_type(parameters, "(b)", "EnabledChanged",
+			      &streamer_complaints))
 		return;
 	gboolean enabled = FALSE;
 	g_variant_get(parameters, "(b)", &enabled);
@@ -92,7 +93,7 @@ bool look_at(GDBusProxy *proxy, int channel)
 	if (util::is_of_type(enabled.get(), "b",
 			     "Enabled of video channel " +
 				     std::to_string(channel),
-			     &complaints))
+			     &streamer_complaints))
 		virtual_input_set_channel_enabled(
 			channel, g_variant_get_boolean(enabled.get()) != FALSE);
 	return true;
@@ -146,7 +147,7 @@ void drop_channels()
 	}
 }
 
-void on_owner_changed(GDBusProxy *proxy, GParamSpec *, gpointer)
+void on_streamer_changed(GDBusProxy *proxy, GParamSpec *, gpointer)
 {
 	if (util::has_owner(proxy))
 		enumerate_channels();
@@ -165,9 +166,9 @@ void streamer_dbus_init()
 		log_no_proxy(error);
 		return;
 	}
-	owner_signal =
+	streamer_signal =
 		util::ScopedSignal(monitor_proxy.get(), "notify::g-name-owner",
-				   G_CALLBACK(on_owner_changed), nullptr);
+				   G_CALLBACK(on_streamer_changed), nullptr);
 	enabled_signal = util::ScopedSubscription(
 		g_dbus_proxy_get_connection(monitor_proxy.get()), kName,
 		kInterface, "EnabledChanged", on_enabled_changed);
@@ -177,7 +178,7 @@ void streamer_dbus_init()
 
 void streamer_dbus_finalize()
 {
-	owner_signal.reset();
+	streamer_signal.reset();
 	enabled_signal.reset();
 	monitor_proxy.reset();
 	drop_channels();

@@ -22,6 +22,8 @@ using IioBackendTest = IioTest;
 constexpr char kMadeFolder[] =
 	"mkdir(/sys/kernel/config/iio/triggers/hrtimer/timer, 775)";
 
+constexpr char kFrequency[] = "trigger0/sampling_frequency";
+
 // ---- configuration ----
 
 TEST_F(IioBackendTest, EachDeviceItemHasAField)
@@ -199,6 +201,26 @@ TEST_F(IioBackendTest, ATriggerThatIsThereAlreadyIsNotMadeAgain)
 	ASSERT_TRUE(io_port_setup(port_.get()));
 	EXPECT_EQ(recorder::count("mkdir("), 1U);
 	EXPECT_THAT(fake_iio::open_files(), ElementsAre(kDevFile));
+}
+
+/// Its attributes become ours when udev has seen it.
+TEST_F(IioBackendTest, ATriggerThatWasJustMadeIsWaitedFor)
+{
+	configure(PORT_INPUT);
+	fake_iio::fail(Call::OPEN, kFrequency, EACCES, 3);
+	EXPECT_TRUE(io_port_setup(port_.get()));
+	EXPECT_THAT(log_.warnings(), IsEmpty());
+	EXPECT_EQ(recorder::count("write(trigger0/sampling_frequency"), 1U);
+}
+
+TEST_F(IioBackendTest, ATriggerThatWasThereIsNotWaitedFor)
+{
+	configure(PORT_INPUT);
+	ASSERT_TRUE(io_port_setup(port_.get()));
+	fake_iio::fail(Call::OPEN, kFrequency, EACCES, 1);
+	EXPECT_FALSE(io_port_setup(port_.get()));
+	EXPECT_EQ(log_.warnings().front(),
+		  failed_to("open", kFrequency, "Permission denied"));
 }
 
 TEST_F(IioBackendTest, ATriggerThatCannotBeMadeMayBeThereAnyway)

@@ -25,7 +25,7 @@ void run_ramp(Bench &bench, const Words &words, const Reply &reply)
 	bench.ramps.start(*channel, ramp, [reply] { reply.done(); });
 }
 
-constexpr BoardCommand COMMANDS[] = {
+constexpr BoardCommand CHANNEL_COMMANDS[] = {
 	{"ramp", "IIO/NUMBER FROM TO STEPS [MS]",
 	 "move what a channel reads in steps, each MS long", 4, 5, run_ramp},
 };
@@ -34,7 +34,7 @@ constexpr BoardCommand COMMANDS[] = {
 
 std::span<const BoardCommand> channel_commands()
 {
-	return COMMANDS;
+	return CHANNEL_COMMANDS;
 }
 
 } // namespace simboard

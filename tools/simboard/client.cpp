@@ -15,7 +15,7 @@ namespace simboard
 namespace
 {
 
-constexpr std::size_t CHUNK = 65536;
+constexpr std::size_t READ_CHUNK = 65536;
 
 bool is_word(const std::string &text)
 {
@@ -63,7 +63,7 @@ bool Client::send(const std::vector<std::string> &words, GError **error)
 
 bool Client::receive(GError **error)
 {
-	std::string chunk(CHUNK, '\0');
+	std::string chunk(READ_CHUNK, '\0');
 	ssize_t size = recv(socket_.get(), chunk.data(), chunk.size(), 0);
 
 	if (size > 0) {

@@ -85,7 +85,7 @@ void run_follow(Bench &bench, const Words &words, const Reply &reply)
 		bench.follow(reply);
 }
 
-constexpr BoardCommand COMMANDS[] = {
+constexpr BoardCommand GENERAL_COMMANDS[] = {
 	{"state", "[LINE|LOOP|CONVERTER|IIO]",
 	 "the board as fields with tabs between, for scripts", 0, 1, run_state},
 	{"history", "[SINCE]", "all changes after the one of that number", 0, 1,
@@ -96,7 +96,7 @@ constexpr BoardCommand COMMANDS[] = {
 
 std::span<const BoardCommand> own_commands()
 {
-	return COMMANDS;
+	return GENERAL_COMMANDS;
 }
 
 } // namespace

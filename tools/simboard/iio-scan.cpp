@@ -10,8 +10,6 @@ namespace simboard
 namespace
 {
 
-constexpr unsigned BYTE = 8;
-
 /// That many ones at the low end; at most 64.
 guint64 ones(unsigned count)
 {
@@ -32,7 +30,7 @@ gint64 ScanType::highest() const
 
 std::size_t ScanType::size() const
 {
-	return storage / BYTE;
+	return storage / ScanType::BYTE;
 }
 
 std::string scan_type_text(const ScanType &type)
@@ -53,7 +51,7 @@ std::string encode_sample(const ScanType &type, gint64 value)
 
 	if (type.ones_around)
 		word |= ~mask;
-	for (unsigned place = 0; place < type.storage; place += BYTE)
+	for (unsigned place = 0; place < type.storage; place += ScanType::BYTE)
 		sample += static_cast<char>(word >> place);
 	if (type.big_endian)
 		std::reverse(sample.begin(), sample.end());

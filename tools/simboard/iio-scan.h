@@ -14,6 +14,7 @@ namespace simboard
 struct ScanType {
 	static constexpr unsigned MOST_BITS = 32;
 	static constexpr unsigned MOST_STORAGE = 64;
+	static constexpr unsigned BYTE = 8; ///< Bits.
 
 	bool big_endian = false;
 	bool is_signed = false;

@@ -9,7 +9,6 @@ namespace simboard
 namespace
 {
 
-constexpr unsigned BYTE = 8;
 constexpr unsigned HIGHEST_CHANNEL = 255;
 
 ScanType read_scan_type(Section &section)
@@ -21,14 +20,14 @@ ScanType read_scan_type(Section &section)
 					 endianness_from_word,
 					 endianness_words()) == Endianness::BIG;
 	scan.bits = section.number("Bits", 1, ScanType::MOST_BITS, scan.bits);
-	scan.storage = section.number("Storage", BYTE, ScanType::MOST_STORAGE,
-				      scan.storage);
+	scan.storage = section.number("Storage", ScanType::BYTE,
+				      ScanType::MOST_STORAGE, scan.storage);
 	scan.shift = section.number("Shift", 0, ScanType::MOST_STORAGE, 0);
 	scan.ones_around = section.flag("OnesAround", false);
 	scan.is_signed = sign == "s";
 	if (sign != "s" && sign != "u")
 		section.refuse("Sign", "\"" + sign + "\" is not s or u");
-	if (scan.storage % BYTE != 0)
+	if (scan.storage % ScanType::BYTE != 0)
 		section.refuse("Storage", "is not in whole bytes");
 	if (section.ok() && scan.bits + scan.shift > scan.storage)
 		section.refuse("Bits", "do not fit into the storage");

@@ -11,12 +11,12 @@ namespace simboard
 namespace
 {
 
-constexpr unsigned DECIMAL = 10;
+constexpr unsigned BASE_TEN = 10;
 
 /// Adds a digit as an int of the kernel's does, which wraps around.
 void append_digit(unsigned &number, char digit)
 {
-	number = number * DECIMAL + static_cast<unsigned>(digit - '0');
+	number = number * BASE_TEN + static_cast<unsigned>(digit - '0');
 }
 
 int as_int(unsigned number)
@@ -64,7 +64,7 @@ int parse_decimal(std::string_view text, unsigned &number)
 
 	if (digits.starts_with('+'))
 		digits.erase(0, 1);
-	if (!g_ascii_string_to_unsigned(digits.c_str(), DECIMAL, 0, G_MAXUINT,
+	if (!g_ascii_string_to_unsigned(digits.c_str(), BASE_TEN, 0, G_MAXUINT,
 					&value, &error))
 		return g_error_matches(error.get(), G_NUMBER_PARSER_ERROR,
 				       G_NUMBER_PARSER_ERROR_OUT_OF_BOUNDS)
@@ -89,7 +89,7 @@ int parse_fixpoint(std::string_view text, int scale, Fixpoint &number)
 			append_digit(integer, c);
 		} else {
 			fraction += static_cast<unsigned>(scale * (c - '0'));
-			scale /= as_int(DECIMAL);
+			scale /= as_int(BASE_TEN);
 		}
 	}
 	// The sign is the integer's, or the fraction's when that is all.

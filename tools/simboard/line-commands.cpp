@@ -126,7 +126,7 @@ void run_unexport(Bench &bench, const Words &words, const Reply &reply)
 				*line, reply);
 }
 
-constexpr BoardCommand COMMANDS[] = {
+constexpr BoardCommand LINE_COMMANDS[] = {
 	{"press", "BUTTON [MS]", "hold a button for MS (200), then release it",
 	 1, 2, run_press},
 	{"hold", "BUTTON", "press a button down", 1, 1, run_hold},
@@ -147,7 +147,7 @@ constexpr BoardCommand COMMANDS[] = {
 
 std::span<const BoardCommand> line_commands()
 {
-	return COMMANDS;
+	return LINE_COMMANDS;
 }
 
 } // namespace simboard

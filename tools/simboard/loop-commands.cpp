@@ -63,7 +63,7 @@ void run_adc(Bench &bench, const Words &words, const Reply &reply)
 	reply.done();
 }
 
-constexpr BoardCommand COMMANDS[] = {
+constexpr BoardCommand LOOP_COMMANDS[] = {
 	{"loop", "LOOP open|closed|short|cut|OHMS",
 	 "do that to an alarm loop; prints the level of its channel", 2, 2,
 	 run_loop},
@@ -75,7 +75,7 @@ constexpr BoardCommand COMMANDS[] = {
 
 std::span<const BoardCommand> loop_commands()
 {
-	return COMMANDS;
+	return LOOP_COMMANDS;
 }
 
 } // namespace simboard

@@ -141,7 +141,7 @@ void run_plug(Bench &bench, const Words &words, const Reply &reply)
 	set_plugged(bench, words[0], true, reply);
 }
 
-constexpr BoardCommand COMMANDS[] = {
+constexpr BoardCommand PART_COMMANDS[] = {
 	{"fail",
 	 "LINE ERRNO|none [read|write|export] | "
 	 "CONVERTER ERRNO|none [transfer|ioctl|open] | IIO ERRNO|SHORT|none "
@@ -156,7 +156,7 @@ constexpr BoardCommand COMMANDS[] = {
 
 std::span<const BoardCommand> part_commands()
 {
-	return COMMANDS;
+	return PART_COMMANDS;
 }
 
 } // namespace simboard

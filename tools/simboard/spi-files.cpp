@@ -15,13 +15,13 @@ namespace
 {
 
 /// As devtmpfs makes them.
-constexpr mode_t DEVICE_MODE = 0600;
+constexpr mode_t SPI_DEVICE_MODE = 0600;
 
 class SpiDevice : public File
 {
 public:
 	SpiDevice(Converters &board_converters, Converter &its_converter)
-		: File(DEVICE_MODE), converters(board_converters),
+		: File(SPI_DEVICE_MODE), converters(board_converters),
 		  converter(its_converter)
 	{
 	}

@@ -9,7 +9,7 @@ namespace
 {
 
 /// As devtmpfs makes them.
-constexpr mode_t DEVICE_MODE = 0600;
+constexpr mode_t IIO_DEVICE_MODE = 0600;
 
 } // namespace
 
@@ -67,7 +67,7 @@ void StreamFile::Opened::ioctl(const IoctlCall &call, const IoctlDone &done)
 }
 
 StreamFile::StreamFile(Stream stream)
-	: File(DEVICE_MODE), stream_(std::move(stream))
+	: File(IIO_DEVICE_MODE), stream_(std::move(stream))
 {
 }
 

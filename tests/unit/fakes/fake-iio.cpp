@@ -38,7 +38,8 @@ struct Kernel {
 	std::map<int, std::string> files;
 	/// The ends that data is written to, by path.
 	std::map<std::string, util::UniqueFd> sources;
-	std::map<std::pair<Call, std::string>, int> errors;
+	/// The errno, and how many times more; kAlways does not count down.
+	std::map<std::pair<Call, std::string>, std::pair<int, unsigned>> errors;
 	int triggers = 0;
 };
 
@@ -78,7 +79,10 @@ bool fails(Call call, const std::string &name)
 	const auto found = mounted->errors.find({call, name});
 	if (found == mounted->errors.end())
 		return false;
-	errno = found->second;
+	auto &[error, times] = found->second;
+	errno = error;
+	if (times != fake_iio::kAlways && --times == 0)
+		mounted->errors.erase(found);
 	return true;
 }
 
@@ -189,12 +193,12 @@ void remove(const std::string &path)
 	std::filesystem::remove_all(place_of(path));
 }
 
-void fail(Call call, const std::string &path, int error)
+void fail(Call call, const std::string &path, int error, unsigned times)
 {
 	if (error == 0)
 		mounted->errors.erase({call, path});
 	else
-		mounted->errors[{call, path}] = error;
+		mounted->errors[{call, path}] = {error, times};
 }
 
 void send(const std::string &path, const std::string &bytes)

@@ -32,8 +32,12 @@ enum class Call { OPEN, OPENDIR, READ, WRITE, CLOSE, MKDIR, EVENT_FD };
 /// In place of an errno of EVENT_FD: it succeeds and gives no descriptor.
 constexpr int kNoDescriptor = -1;
 
-/// Such calls for that path fail with that errno, until 0 is given.
-void fail(Call call, const std::string &path, int error);
+constexpr unsigned kAlways = 0;
+
+/// Such calls for that path fail with that errno, so many of them, until 0 is
+/// given.
+void fail(Call call, const std::string &path, int error,
+	  unsigned times = kAlways);
 
 /// Gives bytes to whoever has the device file, or the events, open.
 void send(const std::string &path, const std::string &bytes);
