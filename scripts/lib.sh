@@ -17,6 +17,7 @@ TEST_PACKAGES=(
 	python3-seccomp systemd udev
 	mmdebstrap systemd-container python3-markdown-it
 )
+PICTURE_PACKAGES=(termtosvg)
 
 # What happens now, for the person who is watching.
 step() {
@@ -65,12 +66,17 @@ require_sandbox() {
 		die "$reason"
 }
 
+# Several sources are compiled at a time: headers take longer than what is ours.
+# A name at file scope, anonymous namespace or not, is given once in a folder.
+UNITY=(-Dunity=on -Dunity_size=8)
+
 # configure FOLDER OPTION...: sets a build folder up, unless it is.
 configure() {
 	local folder=$1
 	shift
 	[[ -f $folder/build.ninja ]] ||
-		meson setup --wrap-mode=nodownload "$folder" "$ROOT" "$@"
+		meson setup --wrap-mode=nodownload "${UNITY[@]}" \
+			"$folder" "$ROOT" "$@"
 }
 
 # compile FOLDER TARGET...: one at a time in a folder, or two would spoil each

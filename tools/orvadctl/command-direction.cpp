@@ -34,7 +34,7 @@ bool ask(const Target &target, Direction &direction, GError **error)
 }
 
 /// @param word what it is to work as; null: leave it alone.
-bool change(const Target &target, const char *word, GError **error)
+bool change_direction(const Target &target, const char *word, GError **error)
 {
 	return !word || iocontrol_state_call_set_direction_sync(
 				target.daemon.get(),
@@ -42,7 +42,8 @@ bool change(const Target &target, const char *word, GError **error)
 				nullptr, error);
 }
 
-void show(Context &context, const Port &port, const Direction &direction)
+void show_direction(Context &context, const Port &port,
+		    const Direction &direction)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -72,11 +73,12 @@ bool run_direction(Context &context, GError **error)
 	}
 	if (!find_reachable_target(context, target, error))
 		return false;
-	if (!change(target, word, error) || !ask(target, direction, error)) {
+	if (!change_direction(target, word, error) ||
+	    !ask(target, direction, error)) {
 		explain_port_error(error, *target.port);
 		return false;
 	}
-	show(context, *target.port, direction);
+	show_direction(context, *target.port, direction);
 	return true;
 }
 

@@ -10,7 +10,8 @@ namespace orvadctl
 namespace
 {
 
-bool change(const Target &target, const SideSetting &setting, GError **error)
+bool change_name(const Target &target, const SideSetting &setting,
+		 GError **error)
 {
 	if (iocontrol_state_call_set_name_sync(
 		    target.daemon.get(),
@@ -39,8 +40,8 @@ std::string name_text(const std::string &name)
 	return name.empty() ? "no name" : quote(name);
 }
 
-void show(Context &context, const Port &port,
-	  const std::optional<UserNames> &names)
+void show_name(Context &context, const Port &port,
+	       const std::optional<UserNames> &names)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -62,10 +63,10 @@ bool run_name(Context &context, GError **error)
 
 	if (!parse_side_setting(context, "TEXT", setting, error) ||
 	    !find_reachable_target(context, target, error) ||
-	    (setting && !change(target, *setting, error)) ||
+	    (setting && !change_name(target, *setting, error)) ||
 	    !ask(target, names, error))
 		return false;
-	show(context, *target.port, names);
+	show_name(context, *target.port, names);
 	return true;
 }
 

@@ -24,7 +24,8 @@ bool parse_setting(const Context &context, std::optional<SideSetting> &setting,
 	return false;
 }
 
-bool change(const Target &target, const SideSetting &setting, GError **error)
+bool change_polarity(const Target &target, const SideSetting &setting,
+		     GError **error)
 {
 	if (iocontrol_state_call_set_active_sync(
 		    target.daemon.get(),
@@ -35,7 +36,8 @@ bool change(const Target &target, const SideSetting &setting, GError **error)
 	return false;
 }
 
-void show(Context &context, const Port &port, const ActiveLevels &levels)
+void show_polarity(Context &context, const Port &port,
+		   const ActiveLevels &levels)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -59,10 +61,10 @@ bool run_polarity(Context &context, GError **error)
 
 	if (!parse_setting(context, setting, error) ||
 	    !find_reachable_target(context, target, error) ||
-	    (setting && !change(target, *setting, error)) ||
+	    (setting && !change_polarity(target, *setting, error)) ||
 	    !fetch_levels(target.daemon.get(), *target.port, levels, error))
 		return false;
-	show(context, *target.port, levels);
+	show_polarity(context, *target.port, levels);
 	return true;
 }
 

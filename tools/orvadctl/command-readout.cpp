@@ -11,7 +11,7 @@ namespace orvadctl
 namespace
 {
 
-void show(Context &context, const Port &port, const Readout &readout)
+void show_readout(Context &context, const Port &port, const Readout &readout)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -39,7 +39,7 @@ bool run_once(Context &context, GError **error)
 		explain_supervised_error(error, *target.port);
 		return false;
 	}
-	show(context, *target.port, readout);
+	show_readout(context, *target.port, readout);
 	return true;
 }
 

@@ -8,7 +8,7 @@ namespace orvadctl
 namespace
 {
 
-void show(Context &context, const Port &port, bool active)
+void show_state(Context &context, const Port &port, bool active)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -36,7 +36,7 @@ bool run_state(Context &context, GError **error)
 		explain_port_error(error, *target.port);
 		return false;
 	}
-	show(context, *target.port, active);
+	show_state(context, *target.port, active);
 	return true;
 }
 

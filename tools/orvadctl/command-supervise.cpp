@@ -14,7 +14,7 @@ namespace
 /// What PORT on|off asks for.
 constexpr std::size_t SWITCHING_ARGUMENTS = 2;
 
-void show(Context &context, const Port &port, bool supervised)
+void show_supervise(Context &context, const Port &port, bool supervised)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -47,7 +47,7 @@ bool switch_port(Context &context, GError **error)
 		explain_supervised_error(error, *target.port);
 		return false;
 	}
-	show(context, *target.port, *supervised);
+	show_supervise(context, *target.port, *supervised);
 	return true;
 }
 

@@ -10,7 +10,8 @@ namespace orvadctl
 namespace
 {
 
-bool change(const Target &target, const std::string &usage, GError **error)
+bool change_usage(const Target &target, const std::string &usage,
+		  GError **error)
 {
 	if (iocontrol_state_call_set_usage_sync(
 		    target.daemon.get(),
@@ -21,7 +22,7 @@ bool change(const Target &target, const std::string &usage, GError **error)
 	return false;
 }
 
-void show(Context &context, const Port &port, const std::string &usage)
+void show_usage(Context &context, const Port &port, const std::string &usage)
 {
 	if (context.options.json) {
 		JsonWriter json;
@@ -43,10 +44,10 @@ bool run_usage(Context &context, GError **error)
 
 	if ((changes && !check_text(arguments[1], error)) ||
 	    !find_reachable_target(context, target, error) ||
-	    (changes && !change(target, arguments[1], error)) ||
+	    (changes && !change_usage(target, arguments[1], error)) ||
 	    !fetch_usage(target.daemon.get(), *target.port, usage, error))
 		return false;
-	show(context, *target.port, usage);
+	show_usage(context, *target.port, usage);
 	return true;
 }
 
