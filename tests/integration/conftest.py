@@ -46,7 +46,8 @@ def pytest_sessionstart(session):
 
 
 def pytest_collection_modifyitems(config, items):
-    """Leaves out what is about another kind of build."""
+    """Leaves out what is about another kind of build; the longest chain of
+    tests that wait for each other comes first."""
     runtimes = sanitizers.built_into(_build(config) / "tests/sandbox/faulty")
     kinds = set(runtimes) or {"plain"}
 
@@ -54,9 +55,14 @@ def pytest_collection_modifyitems(config, items):
         mark = item.get_closest_marker("build")
         return mark is None or mark.args[0] in kinds
 
+    def on_the_machine(item):
+        return any(mark.args[0] == "machine"
+                   for mark in item.iter_markers("xdist_group"))
+
     config.hook.pytest_deselected(
         items=[item for item in items if not belongs(item)])
-    items[:] = [item for item in items if belongs(item)]
+    items[:] = sorted((item for item in items if belongs(item)),
+                      key=lambda item: not on_the_machine(item))
 
 
 @pytest.hookimpl(hookwrapper=True)
