@@ -13,16 +13,16 @@ import signal
 import subprocess
 import sys
 
-_ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(_ROOT / "tests/sandbox"))
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "tests/sandbox"))
 
 from board import Board  # noqa: E402
 from sandbox import Sandbox  # noqa: E402
 from waiting import TimedOut, wait_until  # noqa: E402
 
-FILES = _ROOT / "build/board"
-RUN_ENV = _ROOT / "build/run.env"
-LOCK = _ROOT / "build/run.lock"
+FILES = ROOT / "build/board"
+RUN_ENV = ROOT / "build/run.env"
+LOCK = ROOT / "build/run.lock"
 
 TRY = """
 Try this in another terminal, in {root}:
@@ -76,6 +76,19 @@ def make_files(users):
 
 
 @contextlib.contextmanager
+def device(build, users=None):
+    """The sample's board, and a sandbox on it for a daemon that serves the
+    sample's ports."""
+    sample = ROOT / "data/sample"
+    with Board(build, (sample / "board.conf").read_text("utf-8")) as board, \
+            Sandbox(build, users=users or {},
+                    config=(sample / "conf.xml").read_text("utf-8"),
+                    binds=[*board.binds, (FILES, "/run/board")],
+                    launcher=board.launcher) as box:
+        yield box, board
+
+
+@contextlib.contextmanager
 def announced(box, board, users):
     """While this lasts, scripts/orvadctl and scripts/simboard find the
     demonstration."""
@@ -117,7 +130,7 @@ def serve(box, board, users, seconds):
         step("What it serves")
         if orvadctl(box, "list").wait() != 0:
             raise SystemExit("orvadctl could not list the ports")
-        print(TRY.format(root=_ROOT, box=box.root), flush=True)
+        print(TRY.format(root=ROOT, box=box.root), flush=True)
         with contextlib.suppress(KeyboardInterrupt):
             show(box, daemon, seconds)
     if daemon.ended:
@@ -132,7 +145,7 @@ def arguments():
     parser = argparse.ArgumentParser(prog="scripts/run")
     parser.add_argument("--for", type=int, default=float("inf"),
                         dest="seconds")
-    parser.add_argument("--build", default=_ROOT / "build/plain")
+    parser.add_argument("--build", default=ROOT / "build/plain")
     return parser.parse_args()
 
 
@@ -151,13 +164,7 @@ def main():
         except BlockingIOError:
             sys.exit("run: the demonstration runs already")
         make_files(users)
-        sample = _ROOT / "data/sample"
-        with Board(options.build, (sample / "board.conf").read_text("utf-8")) \
-                as board, \
-                Sandbox(options.build, users=users,
-                        config=(sample / "conf.xml").read_text("utf-8"),
-                        binds=[*board.binds, (FILES, "/run/board")],
-                        launcher=board.launcher) as box:
+        with device(options.build, users) as (box, board):
             status = serve(box, board, users, options.seconds)
     step(f"The daemon ended with exit status {status}")
     return status

@@ -5,6 +5,7 @@ import os
 import pathlib
 import signal
 import subprocess
+import xml.etree.ElementTree
 
 import pytest
 
@@ -109,6 +110,30 @@ def test_a_second_run_says_that_there_is_one(demonstrate):
                             capture_output=True, text=True, check=False)
     assert second.returncode == 1
     assert second.stderr == "run: the demonstration runs already\n"
+
+
+def shown(picture):
+    """The texts of a recording, without the blanks between words."""
+    root = xml.etree.ElementTree.parse(picture).getroot()
+    assert root.tag == "{http://www.w3.org/2000/svg}svg"
+    return {" ".join((element.text or "").split()) for element in root.iter(
+        "{http://www.w3.org/2000/svg}text")}
+
+
+WHAT_A_PICTURE_SHOWS = {"orvadctl watch --for 9", "orvadctl readout gate",
+                        "port 7 (gate): supervised", "cut"}
+
+
+def test_picture_of_the_readme_shows_orvad_at_work():
+    assert "](docs/picture.svg)" in (ROOT / "README.md").read_text("utf-8")
+    assert shown(ROOT / "docs/picture.svg") >= WHAT_A_PICTURE_SHOWS
+
+
+def test_picture_can_be_made_again(tmp_path):
+    subprocess.run([ROOT / "scripts/picture", "--quick",
+                    tmp_path / "picture.svg"], check=True,
+                   stdin=subprocess.DEVNULL)
+    assert shown(tmp_path / "picture.svg") >= WHAT_A_PICTURE_SHOWS
 
 
 @pytest.mark.parametrize("name", ["orvadctl", "simboard"])
