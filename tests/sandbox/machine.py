@@ -77,6 +77,7 @@ class Shell:
         self._process = subprocess.Popen(
             argv, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT, start_new_session=True)
+        self._late = ""
 
     def __enter__(self):
         return self
@@ -95,13 +96,15 @@ class Shell:
             f"eval {shlex.quote(text)} </dev/null; "
             f"printf '%s%d\\n' {self._token} $?\n").encode())
         self._process.stdin.flush()
-        output, found, status = self._read(
+        output, found, rest = self._read(
             time.monotonic() + timeout).partition(self._token)
+        # What a command in the background prints may come after the status.
+        status, _, self._late = rest.partition("\n")
         return output, int(status) if found else self._process.wait()
 
     def _read(self, end):
         """Up to the token and the status, or to the end."""
-        data = b""
+        data, self._late = self._late.encode(), ""
         with selectors.DefaultSelector() as selector:
             selector.register(self._process.stdout, selectors.EVENT_READ)
             while self._token.encode() not in data or data[-1:] != b"\n":
