@@ -1,5 +1,6 @@
 """orvadctl against mocks of the daemon and of the event service."""
 
+import os
 import pathlib
 import re
 
@@ -106,6 +107,16 @@ VALUES = {
     "port": GLib.Variant("i", 2),
     "state": GLib.Variant("b", True),
 }
+
+
+# What the client says of a call that a bus denies to whoever runs the tests.
+DENIED = ("the bus does not let even root do that; see that "
+          "/usr/share/dbus-1/system.d/com.vexa.IOControl.conf is there, and "
+          'have the bus read it with "systemctl reload dbus"'
+          if os.geteuid() == 0 else
+          "the bus does not let this user do that; do it as root or as a "
+          "member of the group qel-control; membership counts from the next "
+          "login on")
 
 
 @pytest.fixture(name="bus")

@@ -97,6 +97,11 @@ def test_settings_as_json_have_everything(announcer, start):
         "target_object": "/target", "kind": 3, "change": CHANGE[-1]}
 
 
+@pytest.mark.usefixtures("announcer")
+def test_settings_ends_after_its_time(run):
+    assert output(run("settings", "--for", "0.05")) == ""
+
+
 def test_changes_of_another_type_are_left_out(announcer, start):
     client = start("settings", "--count", "1")
     announcer.follow(client)

@@ -19,6 +19,12 @@ def test_missing_command_is_told_in_one_line(run, words):
         'missing command; see "orvadctl help"')
 
 
+@pytest.mark.parametrize("words", [["help", "frob"], ["help", "--frob"],
+                                   ["help", "list", "get"]])
+def test_wrong_words_of_help_lead_to_the_help(run, words):
+    assert failure(run(*words), status=2).endswith('; see "orvadctl help"')
+
+
 @pytest.mark.parametrize("words", [["help"], ["--help"], ["-h"]])
 def test_help_lists_every_command(run, words):
     text = output(run(*words))
@@ -56,6 +62,8 @@ def test_version_is_told(run, words):
     (["pulse", "1"], "pulse: missing argument"),
     (["pulse", "1", "2147484"], '"2147484" is no time in ms'),
     (["pulse", "1", "5", "1e3"], '"1e3" is no time in ms'),
+    (["pulse", "1", "on:5", "up:5"], '"up:5" is no time in ms'),
+    (["pulse", "1", "on:5", "5"], "either every step has a state, or none"),
     (["watch", "--count", "0"], "--count takes a number from 1"),
     (["supervise", "1"], "supervise: missing argument"),
     (["supervise", "1", "yes"], '"yes" is neither on nor off'),
@@ -72,6 +80,7 @@ def test_version_is_told(run, words):
     (["readout"], "readout: missing argument"),
     (["readout", "1", "2"], "readout: unexpected argument"),
     (["readout", "1", "--count", "2"], "--count goes with --live"),
+    (["readout", "1", "--for", "2"], "--for goes with --live"),
     (["triggers", "1"], "triggers: unexpected argument"),
     (["connectors", "Video"], '"Video" is neither video nor audio'),
     (["connectors", "video", "audio"], "connectors: unexpected argument"),

@@ -107,6 +107,12 @@ def test_events_waits_for_the_service(make_events, start):
     assert " live " in client.line()
 
 
+def test_events_ends_after_its_time(make_events, run):
+    make_events()
+    result = run("events", "--for", "0.2")
+    assert (result.returncode, result.stderr) == (0, "")
+
+
 def test_events_ignores_what_has_another_type(make_events, start):
     events = make_events(Answer([(7, {"type": GLib.Variant("i", 1)})]))
     client = following(events, start, "--count", "1")

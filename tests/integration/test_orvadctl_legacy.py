@@ -272,8 +272,8 @@ def test_bus_that_is_not_there_is_told(device):
 
 def test_missing_mapping_is_told(device):
     assert failure(device.run()) == (
-        f"there is no {MAPPING}: the older configuration system is switched "
-        "off; start the port daemon without --disable_legacy_interface")
+        f"there is no {MAPPING}, which the port daemon writes: start it with "
+        '"systemctl start orvad", without --disable_legacy_interface')
 
 
 @pytest.mark.parametrize("text, reason", [

@@ -85,6 +85,12 @@ def test_what_does_not_change_is_shown_once(make_daemon, make_supervised,
     assert (client.status, client.errors) == (0, "")
 
 
+@pytest.mark.usefixtures("daemon", "line")
+def test_it_ends_after_its_time(run):
+    result = run(*LIVE, "--for", "0.3")
+    assert (result.returncode, result.stderr) == (0, "")
+
+
 @pytest.mark.usefixtures("daemon")
 def test_changes_as_json_are_objects(line, start):
     client = start(*LIVE, "--json", "--count", "3")

@@ -67,6 +67,13 @@ def test_pulse_does_not_wait_when_told_not_to(make_daemon, run):
     assert daemon.count("StartActionSequence") == 1
 
 
+def test_steps_with_states_are_played_as_they_are(make_daemon, run):
+    daemon = make_daemon()
+    output(run("pulse", "lamp", "off:200", "off:0", "on:5", "on", "--no-wait"))
+    assert daemon.arguments("StartActionSequence") == [
+        (3, False, [(False, 200), (False, 0), (True, 5), (True, 0)])]
+
+
 @pytest.mark.parametrize("words, number", [
     (["manualtrigger1"], 33), (["--virtual", "4"], 4)])
 def test_pulse_simulates_like_set(make_daemon, run, words, number):

@@ -206,6 +206,20 @@ def test_daemon_that_does_not_come_in_time_is_a_failure(start, path):
     assert client.errors.endswith(
         "orvadctl: nothing was recorded: the port daemon did not list its "
         "ports in time\n")
+    assert not path.exists()
+
+
+@pytest.mark.parametrize("before", [None, "old"])
+def test_interrupt_before_the_daemon_is_there_is_a_failure(start, path,
+                                                           before):
+    if before:
+        path.write_text(before)
+    client = start("record", str(path))
+    assert client.process.stderr.readline().endswith(b"waiting for it\n")
+    assert client.interrupt() == 1
+    assert client.errors == ("orvadctl: nothing was recorded: the port daemon "
+                             "did not list its ports\n")
+    assert (path.read_text() if path.exists() else None) == before
 
 
 def test_unknown_port_leaves_the_file_as_it_was(make_daemon, run, path):
@@ -213,6 +227,12 @@ def test_unknown_port_leaves_the_file_as_it_was(make_daemon, run, path):
     path.write_text("old")
     assert 'there is no port "99"' in failure(run("record", str(path), "99"))
     assert recorded(path) == "old"
+
+
+def test_unknown_port_makes_no_file(make_daemon, run, path):
+    make_daemon()
+    assert 'there is no port "99"' in failure(run("record", str(path), "99"))
+    assert not path.exists()
 
 
 def test_file_that_is_there_is_overwritten(make_daemon, record, path):
@@ -249,11 +269,23 @@ def test_reader_that_is_gone_ends_it(make_daemon, start):
 
 @pytest.mark.parametrize("name, text", [
     (".", "Is a directory"), ("none/trace.vcd", "No such file or directory")])
-def test_file_that_cannot_be_opened_is_told(make_daemon, run, tmp_path, name,
-                                            text):
-    make_daemon()
+def test_file_that_cannot_be_opened_is_told_at_once(run, tmp_path, name, text):
     assert failure(run("record", str(tmp_path / name))) == (
         f'cannot write "{tmp_path / name}": {text}')
+
+
+def test_file_that_cannot_be_made_after_all_is_told(make_daemon, start,
+                                                    tmp_path):
+    folder = tmp_path / "folder"
+    folder.mkdir()
+    client = start("record", str(folder / "trace.vcd"))
+    client.process.stderr.readline()
+    folder.rmdir()
+    make_daemon()
+    assert (client.finish(), client.status) == ("", 1)
+    assert client.errors.endswith(
+        f'orvadctl: cannot write "{folder}/trace.vcd": No such file or '
+        "directory\n")
 
 
 def test_missing_bus_is_told_before_a_file_is_made(tmp_path, run, path):

@@ -3,6 +3,8 @@
 #include "error.h"
 #include "report.h"
 
+#include <unistd.h>
+
 namespace orvadctl
 {
 
@@ -42,8 +44,6 @@ constexpr KnownError KNOWN_ERRORS[] = {
 	{says_no_reply, "the port daemon went away without an answer; try "
 			"again once it is back"},
 	{says_bus_gone, "the system bus went away; try again once it is back"},
-	{says_denied, "the bus does not let this user do that; do it as root "
-		      "or as a member of the group qel-control"},
 };
 
 /// Null for an error that is not known.
@@ -52,7 +52,7 @@ const char *advice(const GError *error)
 	for (const KnownError &known : KNOWN_ERRORS)
 		if (known.matches(error))
 			return known.sentence;
-	return nullptr;
+	return says_denied(error) ? denied_advice(geteuid()) : nullptr;
 }
 
 /// What to do about a bus that cannot be reached.
@@ -115,6 +115,18 @@ bool fetch_ports(IOControlState *daemon, std::vector<Port> &ports,
 	}
 	util::VariantPtr owned(listed);
 	return ports_from_variant(listed, ports, error);
+}
+
+const char *denied_advice(uid_t user)
+{
+	return user == 0
+		       ? "the bus does not let even root do that; see that "
+			 "/usr/share/dbus-1/system.d/com.vexa.IOControl.conf "
+			 "is there, and have the bus read it with \"systemctl "
+			 "reload dbus\""
+		       : "the bus does not let this user do that; do it as "
+			 "root or as a member of the group qel-control; "
+			 "membership counts from the next login on";
 }
 
 void explain_call_error(GError **error)

@@ -7,6 +7,7 @@
 #include "util/glib-ptr.h"
 
 #include <functional>
+#include <sys/types.h>
 
 namespace orvadctl
 {
@@ -40,6 +41,10 @@ void explain_port_error(GError **error, const Port &port);
 /// interface of it, which may be missing.
 /// @param what what that interface serves: "supervised inputs".
 void explain_interface_error(GError **error, const char *what);
+
+/// What that user is to do about a call that the bus has denied. Root may call
+/// everything, once the bus has read the daemon's policy.
+const char *denied_advice(uid_t user);
 
 /// Whether the error of a call says that nobody has the service's name.
 bool says_service_missing(const GError *error);

@@ -366,7 +366,7 @@ const Command EVENTS_COMMAND = {
 	"\"undeclared\"\n"
 	"\"event\": \"keys\": {key: value}, topics included\n"
 	"\"presence\": \"time\", \"running\": bool (the event service)",
-	OPTION_COUNT,
+	OPTION_COUNT | OPTION_FOR,
 	0,
 	0,
 	run_events,

@@ -10,18 +10,6 @@ namespace orvadctl
 namespace
 {
 
-bool change_name(const Target &target, const SideSetting &setting,
-		 GError **error)
-{
-	if (iocontrol_state_call_set_name_sync(
-		    target.daemon.get(),
-		    static_cast<guint>(target.port->number), setting.input,
-		    setting.value.c_str(), nullptr, error))
-		return true;
-	explain_port_error(error, *target.port);
-	return false;
-}
-
 bool ask(const Target &target, std::optional<UserNames> &names, GError **error)
 {
 	const Port &port = *target.port;
@@ -63,7 +51,9 @@ bool run_name(Context &context, GError **error)
 
 	if (!parse_side_setting(context, "TEXT", setting, error) ||
 	    !find_reachable_target(context, target, error) ||
-	    (setting && !change_name(target, *setting, error)) ||
+	    (setting &&
+	     !change_side_setting(target, *setting,
+				  iocontrol_state_call_set_name_sync, error)) ||
 	    !ask(target, names, error))
 		return false;
 	show_name(context, *target.port, names);

@@ -24,18 +24,6 @@ bool parse_setting(const Context &context, std::optional<SideSetting> &setting,
 	return false;
 }
 
-bool change_polarity(const Target &target, const SideSetting &setting,
-		     GError **error)
-{
-	if (iocontrol_state_call_set_active_sync(
-		    target.daemon.get(),
-		    static_cast<guint>(target.port->number), setting.input,
-		    setting.value.c_str(), nullptr, error))
-		return true;
-	explain_port_error(error, *target.port);
-	return false;
-}
-
 void show_polarity(Context &context, const Port &port,
 		   const ActiveLevels &levels)
 {
@@ -61,7 +49,9 @@ bool run_polarity(Context &context, GError **error)
 
 	if (!parse_setting(context, setting, error) ||
 	    !find_reachable_target(context, target, error) ||
-	    (setting && !change_polarity(target, *setting, error)) ||
+	    (setting && !change_side_setting(
+				target, *setting,
+				iocontrol_state_call_set_active_sync, error)) ||
 	    !fetch_levels(target.daemon.get(), *target.port, levels, error))
 		return false;
 	show_polarity(context, *target.port, levels);

@@ -1,4 +1,3 @@
-#include "arguments.h"
 #include "command.h"
 #include "error.h"
 #include "live.h"
@@ -185,32 +184,15 @@ void show_json(Output &output, const Port &port, const std::vector<Step> &steps,
 	output.line(json.document());
 }
 
-bool parse_steps(const std::vector<std::string> &arguments,
-		 std::vector<Step> &steps, GError **error)
-{
-	std::vector<gint32> times;
-
-	for (std::size_t i = 1; i < arguments.size(); ++i) {
-		auto ms = parse_milliseconds(arguments[i]);
-		if (!ms) {
-			set_usage_error(error,
-					"\"%s\" is no time in ms, 0 to %d",
-					arguments[i].c_str(), LONGEST_STEP_MS);
-			return false;
-		}
-		times.push_back(*ms);
-	}
-	steps = pulse_steps(times);
-	return true;
-}
-
 bool run_pulse(Context &context, GError **error)
 {
+	const std::vector<std::string> &arguments = context.options.arguments;
 	std::vector<Step> steps;
 	Target target;
 	bool wait = !context.options.no_wait;
 
-	if (!parse_steps(context.options.arguments, steps, error) ||
+	if (!parse_steps({arguments.begin() + 1, arguments.end()}, steps,
+			 error) ||
 	    !find_reachable_target(context, target, error))
 		return false;
 	bool simulated = is_simulated(context, *target.port);
@@ -229,12 +211,19 @@ bool run_pulse(Context &context, GError **error)
 
 const Command PULSE_COMMAND = {
 	"pulse",
-	"PORT MS...",
+	"PORT STEP...",
 	"switch an output on and off in time",
-	"Holds the output PORT active for the first time in milliseconds,\n"
+	"Holds the output PORT active for the first STEP, a time in "
+	"milliseconds,\n"
 	"inactive for the second, and so on, ends inactive, and waits until\n"
 	"that is done. The daemon plays the sequence; it goes on when this\n"
 	"command is interrupted. A port without hardware is always simulated.\n"
+	"\n"
+	"A STEP may have a state instead: on:500, off:200, or on alone, which "
+	"takes\n"
+	"no time. Then each must, the steps are played as they are, and the "
+	"port\n"
+	"stays in the state of the last: \"off:200 on\" ends active.\n"
 	"\n"
 	"JSON: {\"number\", \"name\": text or null, \"simulated\": bool,\n"
 	"\"steps\": [{\"active\": bool, \"ms\": number}], \"done\": bool}; "

@@ -57,11 +57,14 @@ bool run_live(Context &context, GError **error)
 
 bool run_readout(Context &context, GError **error)
 {
-	if (context.options.live)
+	const Options &options = context.options;
+
+	if (options.live)
 		return run_live(context, error);
-	if (context.options.count == 0)
+	if (options.count == 0 && options.duration_ms == 0)
 		return run_once(context, error);
-	set_usage_error(error, "readout: --count goes with --live");
+	set_usage_error(error, "readout: %s goes with --live",
+			options.count != 0 ? "--count" : "--for");
 	return false;
 }
 
@@ -82,7 +85,8 @@ const Command READOUT_COMMAND = {
 	"ends\n"
 	"of a converter's scale are none. Anything but a terminal gets a line\n"
 	"for each change.\n"
-	"--count counts changes. Waits for a daemon that is not there.\n"
+	"--count counts changes, and like --for goes with --live. Waits for a\n"
+	"daemon that is not there.\n"
 	"\n"
 	"JSON: {\"number\", \"name\": text or null, \"state\": text,\n"
 	"\"level\": number}. With --live an object in each line, told apart "
@@ -91,7 +95,7 @@ const Command READOUT_COMMAND = {
 	"\"readout\": \"time\" (ISO 8601), and the same members\n"
 	"\"failed\": \"time\", \"number\", \"name\", \"message\"\n"
 	"\"presence\": \"time\", \"running\": bool (the daemon)",
-	OPTION_LIVE | OPTION_COUNT,
+	OPTION_LIVE | OPTION_COUNT | OPTION_FOR,
 	1,
 	1,
 	run_readout,

@@ -88,6 +88,10 @@ const Command RECORD_COMMAND = {
 	"A port that came later than time 0 is not recorded; standard error "
 	"tells.\n"
 	"\n"
+	"Fails, and leaves FILE alone, when it ends before there was anything "
+	"to\n"
+	"record.\n"
+	"\n"
 	"JSON, at the end, unless FILE is \"-\": {\"ports\": number,\n"
 	"\"changes\": number, \"seconds\": number}",
 	OPTION_FOR,

@@ -101,6 +101,7 @@ const Command SETTINGS_COMMAND = {
 	"configuration event\n"
 	"service goes away and comes back, and waits for one that is not there "
 	"yet.\n"
+	"--count counts changes.\n"
 	"\n"
 	"JSON, an object in each line, told apart by \"type\":\n"
 	"\"setting\": \"time\" (ISO 8601), \"producer\", "
@@ -108,7 +109,7 @@ const Command SETTINGS_COMMAND = {
 	"  \"source_object\" (whose change caused it), \"target_interface\",\n"
 	"  \"target_object\" (what has changed), \"kind\": number, \"change\"\n"
 	"\"presence\": \"time\", \"running\": bool (the service)",
-	OPTION_COUNT,
+	OPTION_COUNT | OPTION_FOR,
 	0,
 	0,
 	run_settings,

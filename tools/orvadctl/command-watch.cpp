@@ -35,8 +35,6 @@ bool watch_in_lines(Context &context, StatePtr daemon, GError **error)
 			 feed.call_failed(failure, fatal);
 		 }});
 
-	if (context.options.duration_ms != 0)
-		feed.live().end_after(context.options.duration_ms);
 	return feed.run([&ports] { ports.appeared(); },
 			[&ports] { ports.vanished(); }, error);
 }

@@ -61,7 +61,10 @@ void Feed::show_presence(bool running)
 bool Feed::run(std::function<void()> appeared, std::function<void()> vanished,
 	       GError **error)
 {
-	live_.end_with_user(context_.output);
+	live_.end_with_user();
+	live_.end_with_reader(context_.output);
+	if (context_.options.duration_ms != 0)
+		live_.end_after(context_.options.duration_ms);
 	NameWatch watch(
 		connection_, name_,
 		[this, &appeared] {

@@ -12,8 +12,8 @@ namespace orvadctl
 {
 
 /// The lines of a command that shows what happens as it happens, until the
-/// user ends it, --count is reached or nobody reads any more. Shows itself
-/// when the service that it follows goes away and comes back.
+/// user ends it, --count or --for is reached or nobody reads any more. Shows
+/// itself when the service that it follows goes away and comes back.
 class Feed
 {
 public:
@@ -29,10 +29,6 @@ public:
 	const Output &output() const
 	{
 		return context_.output;
-	}
-	Live &live()
-	{
-		return live_;
 	}
 
 	/// Shows a line, respectively one that --count counts. Nothing is shown

@@ -63,8 +63,8 @@ void explain(const GError *reason, const char *path, GError **error)
 {
 	if (g_error_matches(reason, G_FILE_ERROR, G_FILE_ERROR_NOENT))
 		set_failure(error,
-			    "there is no %s: the older configuration system is "
-			    "switched off; start the port daemon without "
+			    "there is no %s, which the port daemon writes: "
+			    "start it with \"systemctl start orvad\", without "
 			    "--disable_legacy_interface",
 			    path);
 	else if (g_error_matches(reason, G_FILE_ERROR, G_FILE_ERROR_ACCES))

@@ -137,7 +137,8 @@ void LivePorts::draw_again_for_marks()
 
 bool LivePorts::run(GError **error)
 {
-	live_.end_with_user(context_.output);
+	live_.end_with_user();
+	live_.end_with_reader(context_.output);
 	if (context_.options.duration_ms != 0)
 		live_.end_after(context_.options.duration_ms);
 	resized_.reset(g_unix_signal_add(
@@ -147,16 +148,8 @@ bool LivePorts::run(GError **error)
 			return G_SOURCE_CONTINUE;
 		},
 		this));
-	NameWatch watch(
-		follow_.connection(), STATE_NAME,
-		[this] {
-			show_presence(true);
-			follow_.appeared();
-		},
-		[this] {
-			show_presence(false);
-			follow_.vanished();
-		});
+	const NameWatch watch = follow_.watch_daemon(
+		[this](bool there) { show_presence(there); });
 	const bool ended_well = live_.run(error);
 	if (ended_well)
 		draw_last();

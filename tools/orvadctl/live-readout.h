@@ -17,8 +17,9 @@ public:
 	LiveReadout(Context &context, StatePtr daemon,
 		    SupervisedPtr supervised);
 
-	/// Goes on until the user ends it, --count changes were shown or nobody
-	/// reads any more; waits for a daemon that is not there.
+	/// Goes on until the user ends it, --count changes were shown, the time
+	/// is over or nobody reads any more; waits for a daemon that is not
+	/// there.
 	bool run(GError **error);
 
 private:

@@ -47,10 +47,14 @@ Live::~Live()
 	g_clear_error(&error_);
 }
 
-void Live::end_with_user(const Output &output)
+void Live::end_with_user()
 {
 	interrupt_.reset(g_unix_signal_add(SIGINT, on_signal, this));
 	terminate_.reset(g_unix_signal_add(SIGTERM, on_signal, this));
+}
+
+void Live::end_with_reader(const Output &output)
+{
 	// Without any condition asked for, poll reports errors: the other end
 	// of a pipe was closed.
 	reader_.reset(g_unix_fd_add(output.fd(), GIOCondition{}, on_reader_gone,

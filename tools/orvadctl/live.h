@@ -21,9 +21,10 @@ public:
 	Live(const Live &) = delete;
 	Live &operator=(const Live &) = delete;
 
-	/// From now on SIGINT and SIGTERM end the loop with success, and so
-	/// does a reader of output that has gone.
-	void end_with_user(const Output &output);
+	/// From now on SIGINT and SIGTERM end the loop with success.
+	void end_with_user();
+	/// So does a reader of output that has gone.
+	void end_with_reader(const Output &output);
 
 	/// Ends the loop with success once that time has passed.
 	void end_after(gint ms);

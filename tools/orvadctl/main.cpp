@@ -23,8 +23,9 @@ int report(const GError *error, const Command *command)
 	}
 	std::string message = error->message;
 	message += "; see \"orvadctl help";
-	report_line(message +
-		    (command ? std::string(" ") + command->name : "") + "\"");
+	if (command && command != find_command("help"))
+		message += std::string(" ") + command->name;
+	report_line(message + "\"");
 	return EXIT_USAGE;
 }
 

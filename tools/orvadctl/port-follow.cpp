@@ -53,6 +53,21 @@ void PortFollow::vanished()
 	ticking_.reset();
 }
 
+NameWatch
+PortFollow::watch_daemon(std::function<void(bool there)> show_presence)
+{
+	return NameWatch(
+		connection(), STATE_NAME,
+		[this, show_presence] {
+			show_presence(true);
+			appeared();
+		},
+		[this, show_presence] {
+			vanished();
+			show_presence(false);
+		});
+}
+
 void PortFollow::list()
 {
 	listing_ = true;

@@ -56,6 +56,10 @@ public:
 	/// The daemon is there, respectively has gone.
 	void appeared();
 	void vanished();
+	/// Finds that out by itself for as long as the answer lives, which must
+	/// not be longer than this.
+	/// @param show_presence is told, too, whether the daemon is there.
+	NameWatch watch_daemon(std::function<void(bool)> show_presence);
 
 	GDBusConnection *connection() const
 	{

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <string>
 #include <vector>
 
 namespace orvadctl
@@ -20,6 +21,13 @@ struct Step {
 /// step comes one of 0 ms.
 /// @param times milliseconds, at least one.
 std::vector<Step> pulse_steps(const std::vector<gint32> &times);
+
+/// Reads the steps of a command line: times alone, which alternate as above, or
+/// a state for each, as "on:500", which are the steps as they are. A state
+/// alone takes no time. False with error set when the words are neither.
+/// @param words at least one.
+bool parse_steps(const std::vector<std::string> &words,
+		 std::vector<Step> &steps, GError **error);
 
 /// How long the steps take together, in ms.
 gint64 total_ms(const std::vector<Step> &steps);

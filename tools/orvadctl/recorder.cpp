@@ -32,7 +32,7 @@ Recorder::Recorder(const Options &options, std::vector<std::string> arguments,
 		   [this](GError *error, bool fatal) {
 			   call_failed(error, fatal);
 		   }}),
-	  live_(follow_.connection()), writer_(file.output())
+	  live_(follow_.connection())
 {
 }
 
@@ -43,7 +43,7 @@ void Recorder::list(std::vector<Port> ports)
 				 return one.number < other.number;
 			 });
 	told_.clear();
-	if (live_.ended() || (!begun_ && !begin(ports)))
+	if (live_.ended() || (!writer_ && !begin(ports)))
 		return;
 	update(ports);
 	tell_of_newcomers(ports);
@@ -57,11 +57,10 @@ bool Recorder::begin(const std::vector<Port> &ports)
 	std::vector<VcdVariable> variables;
 	DateTimePtr now = local_now();
 
-	if (!file_.clear(&error)) {
+	if (!file_.begin(&error)) {
 		live_.fail(error);
 		return false;
 	}
-	begun_ = true;
 	begin_us_ = g_get_monotonic_time();
 	summary_.ports = ports.size();
 	for (const Port &port : ports) {
@@ -71,20 +70,21 @@ bool Recorder::begin(const std::vector<Port> &ports)
 	for (std::string &name : vcd_reference_names(identities))
 		variables.push_back({std::move(name),
 				     value_of(ports[variables.size()].active)});
-	writer_.begin(iso_time_text(now.get()), std::move(variables));
+	writer_.emplace(*file_.output());
+	writer_->begin(iso_time_text(now.get()), std::move(variables));
 	return true;
 }
 
 void Recorder::change(gint64 time_us, std::size_t index, VcdValue value)
 {
-	if (writer_.change(time_us - begin_us_, index, value))
+	if (writer_->change(time_us - begin_us_, index, value))
 		++summary_.changes;
 	stop_if_not_written();
 }
 
 void Recorder::stop_if_not_written()
 {
-	if (file_.output().error() != 0)
+	if (file_.output()->error() != 0)
 		live_.stop();
 }
 
@@ -187,32 +187,29 @@ void Recorder::call_failed(GError *error, bool fatal)
 
 bool Recorder::finish(bool ended_well, GError **error)
 {
-	if (begun_) {
+	if (writer_) {
 		summary_.duration_us = g_get_monotonic_time() - begin_us_;
-		writer_.end(summary_.duration_us);
-	} else if (ended_well && live_.timed_out()) {
-		set_failure(error, "nothing was recorded: the port daemon did "
-				   "not list its ports in time");
-		return false;
+		writer_->end(summary_.duration_us);
+		return ended_well;
 	}
-	return ended_well;
+	if (ended_well)
+		set_failure(error,
+			    "nothing was recorded: the port daemon did not "
+			    "list its ports%s",
+			    live_.timed_out() ? " in time" : "");
+	return false;
 }
 
 bool Recorder::run(GError **error)
 {
-	live_.end_with_user(file_.output());
+	live_.end_with_user();
+	// What is made only later is no pipe.
+	if (const Output *output = file_.output())
+		live_.end_with_reader(*output);
 	if (options_.duration_ms != 0)
 		live_.end_after(options_.duration_ms);
-	NameWatch watch(
-		follow_.connection(), STATE_NAME,
-		[this] {
-			show_presence(true);
-			follow_.appeared();
-		},
-		[this] {
-			follow_.vanished();
-			show_presence(false);
-		});
+	const NameWatch watch = follow_.watch_daemon(
+		[this](bool there) { show_presence(there); });
 
 	return finish(live_.run(error), error);
 }

@@ -7,6 +7,7 @@
 #include "vcd-file.h"
 #include "vcd-writer.h"
 
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -32,8 +33,8 @@ public:
 		 StatePtr daemon, VcdFile &file);
 
 	/// Goes on until the user ends it, the time is over or nobody reads any
-	/// more; waits for a daemon that is not there. Fails when the time was
-	/// over before there was anything to record.
+	/// more; waits for a daemon that is not there. Fails when that was
+	/// before there was anything to record.
 	bool run(GError **error);
 
 	/// After run().
@@ -71,9 +72,8 @@ private:
 	PortFollow follow_;
 	Live live_;
 	Presence presence_{"the port daemon"};
-	VcdWriter writer_;
-	bool begun_ = false;
-	gint64 begin_us_ = 0; ///< Of the monotonic clock.
+	std::optional<VcdWriter> writer_; ///< Once there are ports to record.
+	gint64 begin_us_ = 0;             ///< Of the monotonic clock.
 	std::vector<Recorded> recorded_;
 	std::set<Identity> newcomers_; ///< That were told of.
 	std::string told_;             ///< Of a failure, last.

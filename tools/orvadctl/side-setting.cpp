@@ -36,4 +36,14 @@ bool parse_side_setting(const Context &context, const char *value,
 	return check_text(setting->value, error);
 }
 
+bool change_side_setting(const Target &target, const SideSetting &setting,
+			 SideCall call, GError **error)
+{
+	if (call(target.daemon.get(), static_cast<guint>(target.port->number),
+		 setting.input, setting.value.c_str(), nullptr, error))
+		return true;
+	explain_port_error(error, *target.port);
+	return false;
+}
+
 } // namespace orvadctl

@@ -26,6 +26,15 @@ constexpr std::size_t MOST_SIDE_SETTING_ARGUMENTS = 3;
 bool parse_side_setting(const Context &context, const char *value,
 			std::optional<SideSetting> &setting, GError **error);
 
+/// The daemon's method for a setting, as its proxy has it.
+using SideCall = gboolean (*)(IOControlState *daemon, guint port,
+			      gboolean input, const char *value,
+			      GCancellable *cancellable, GError **error);
+
+/// Has the daemon change the setting of the target's port.
+bool change_side_setting(const Target &target, const SideSetting &setting,
+			 SideCall call, GError **error);
+
 /// False with error set when text cannot be sent as a text.
 bool check_text(const std::string &text, GError **error);
 

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,37 +29,65 @@ bool is_regular(int fd)
 	return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// Whether a file that is not there could be made; errno tells why not.
+bool can_make(const std::string &path)
+{
+	util::CharPtr directory(g_path_get_dirname(path.c_str()));
+
+	return faccessat(AT_FDCWD, directory.get(), W_OK | X_OK, AT_EACCESS) ==
+	       0;
+}
+
+bool is_there(const std::string &path)
+{
+	return faccessat(AT_FDCWD, path.c_str(), F_OK, AT_EACCESS) == 0;
+}
+
 } // namespace
 
-VcdFile::VcdFile(std::string path, FilePtr file, Output &standard_output)
-	: path_(std::move(path)), file_(std::move(file)),
-	  standard_output_(standard_output)
+VcdFile::VcdFile(std::string path, Output &standard_output)
+	: path_(std::move(path)), standard_output_(standard_output)
 {
+}
+
+bool VcdFile::is_standard_output() const
+{
+	return path_ == STANDARD_OUTPUT;
+}
+
+/// errno tells why not.
+bool VcdFile::open_own()
+{
+	// Appending is what does not empty the file.
+	file_.reset(fopen(path_.c_str(), "ae"));
 	if (file_)
 		own_ = std::make_unique<Output>(file_.get(), false);
+	return file_ != nullptr;
 }
 
 std::unique_ptr<VcdFile> VcdFile::open(const std::string &path,
 				       Output &standard_output, GError **error)
 {
-	FilePtr file;
+	std::unique_ptr<VcdFile> file(new VcdFile(path, standard_output));
 
-	if (path != STANDARD_OUTPUT) {
-		// Appending is what does not empty the file.
-		file.reset(fopen(path.c_str(), "ae"));
-		if (!file) {
-			set_write_failure(error, path, errno);
-			return nullptr;
-		}
-	}
-	return std::unique_ptr<VcdFile>(
-		new VcdFile(path, std::move(file), standard_output));
+	if (file->is_standard_output() ||
+	    (is_there(path) ? file->open_own() : can_make(path)))
+		return file;
+	set_write_failure(error, path, errno);
+	return nullptr;
 }
 
-bool VcdFile::clear(GError **error)
+/// errno tells why not.
+bool VcdFile::clear() const
 {
-	if (!file_ || !is_regular(fileno(file_.get())) ||
-	    ftruncate(fileno(file_.get()), 0) == 0)
+	const int fd = fileno(file_.get());
+
+	return !is_regular(fd) || ftruncate(fd, 0) == 0;
+}
+
+bool VcdFile::begin(GError **error)
+{
+	if (is_standard_output() || ((file_ || open_own()) && clear()))
 		return true;
 	set_write_failure(error, path_, errno);
 	return false;

@@ -2,11 +2,14 @@
 #include "orvadctl/error.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace orvadctl;
 
 namespace
 {
+
+constexpr uid_t SOMEBODY = 1000;
 
 /// What the user is told about an error of a call.
 std::string explained(GQuark domain, gint code, const char *message)
@@ -38,8 +41,20 @@ TEST(CallError, SaysHowToStartADaemonThatIsNotRunning)
 TEST(CallError, SaysWhoMayDoWhatIsDenied)
 {
 	EXPECT_EQ(explained_dbus(G_DBUS_ERROR_ACCESS_DENIED),
-		  "the bus does not let this user do that; do it as root or as "
-		  "a member of the group qel-control");
+		  denied_advice(geteuid()));
+	EXPECT_STREQ(denied_advice(SOMEBODY),
+		     "the bus does not let this user do that; do it as root or "
+		     "as a member of the group qel-control; membership counts "
+		     "from the next login on");
+}
+
+TEST(CallError, DoesNotSendRootToRoot)
+{
+	EXPECT_STREQ(
+		denied_advice(0),
+		"the bus does not let even root do that; see that "
+		"/usr/share/dbus-1/system.d/com.vexa.IOControl.conf is there, "
+		"and have the bus read it with \"systemctl reload dbus\"");
 }
 
 TEST(CallError, SaysWhatToDoAboutADaemonThatHangs)

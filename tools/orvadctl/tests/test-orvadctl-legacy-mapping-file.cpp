@@ -86,8 +86,8 @@ TEST_F(LegacyMappingFile, ThatIsMissingTellsHowToGetIt)
 {
 	EXPECT_EQ(refusal(),
 		  "there is no " + path() +
-			  ": the older configuration system is switched off; "
-			  "start the port daemon without "
+			  ", which the port daemon writes: start it with "
+			  "\"systemctl start orvad\", without "
 			  "--disable_legacy_interface");
 }
 
