@@ -24,6 +24,20 @@ step() {
 	printf '==> %s\n' "$*"
 }
 
+# What the comment at the script's head says, if that is all that is asked for:
+# offer_help "$@"
+offer_help() {
+	[[ $# -eq 1 && $1 == --help ]] || return 0
+	sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
+	exit 0
+}
+
+# Ends a script that was called in another way than its head says.
+wrong_usage() {
+	sed -n 's/^# \(Usage: .*\)/\1/p' "$0" >&2
+	exit 2
+}
+
 # The one line that says why it does not go on.
 die() {
 	printf '%s: %s\n' "$(basename "$0")" "$*" >&2

@@ -68,6 +68,11 @@ class System:
         """What orvadctl answers."""
         return json.loads(self.client(f"--json {line}").stdout)
 
+    def use_board(self):
+        """From orvad's next start on, after a daemon-reload."""
+        self.machine.run("cp", "-r", "/usr/share/doc/orvad-simboard/examples/"
+                         "orvad.service.d", "/etc/systemd/system/")
+
     def board(self, line):
         """simboard with the words of a line."""
         return self.machine.output("simboard", *shlex.split(line))
@@ -122,8 +127,7 @@ def fixture_board(system):
         board = (ROOT / "data/sample/board.conf").read_text("utf-8")
         machine.put(PORTS, sample)
         machine.put(BOARD, board.replace("Group=64124", "Group=qel").encode())
-        machine.run("cp", "-r", "/usr/share/doc/orvad-simboard/examples/"
-                    "orvad.service.d", "/etc/systemd/system/")
+        system.use_board()
         machine.run("systemctl", "daemon-reload")
         machine.run("systemctl", "start", "simboard")
     if not system.active("orvad") or not system.json("list")["ports"]:

@@ -15,6 +15,7 @@ from waiting import wait_until
 
 pytestmark = [pytest.mark.build("plain"), pytest.mark.xdist_group("machine")]
 
+DROP_IN = "/etc/systemd/system/orvad.service.d/simboard.conf"
 ACTION = "/etc/orvad/actions/com.vexa.action.fixed.io.toggle.xml"
 
 
@@ -89,6 +90,10 @@ def test_daemon_is_confined(system):
         refused = machine.run(*inside, "touch", path, check=False)
         assert refused.returncode != 0, path
     machine.run(*inside, "sh", "-c", "touch /etc/orvad/x && rm /etc/orvad/x")
+    # What the action engine reads cannot be put aside for something else.
+    moved = machine.run(*inside, "mv", "/etc/orvad/actions", "/etc/orvad/x",
+                        check=False)
+    assert moved.returncode != 0
     assert machine.output(*inside, "ls", "/home") == ""
 
 
@@ -208,10 +213,32 @@ def test_removal_stops_the_daemon_and_keeps_settings(board):
     assert board.json("get 0")["input_name"] == "Attic"
 
 
+def test_removed_board_tells_how_to_start_the_daemon_without_it(board):
+    machine = board.machine
+    told = machine.output("apt-get", "remove", "--yes", "orvad-simboard")
+    advice, = (line for line in told.splitlines()
+               if line.endswith("systemctl start orvad"))
+    assert not board.active("orvad")
+    machine.run("sh", "-c", advice)
+    assert board.owner() == board.pid
+    board.install()
+    board.use_board()
+
+
+def test_daemon_goes_on_without_a_board_that_is_purged(board):
+    machine = board.machine
+    machine.run("systemctl", "enable", "simboard")
+    machine.run("apt-get", "purge", "--yes", "orvad-simboard")
+    assert board.active("orvad")
+    assert board.owner() == board.pid
+    assert not machine.exists(DROP_IN)
+
+
 def test_purge_leaves_nothing_but_the_users(system):
     machine = system.machine
-    machine.run("rm", "-rf", PORTS, "/etc/simboard",
-                "/etc/systemd/system/orvad.service.d")
+    machine.run("systemctl", "enable", "simboard")
+    system.use_board()
+    machine.run("rm", "-rf", PORTS, "/etc/simboard")
     machine.run("apt-get", "purge", "--yes", *system.packages)
     assert machine.output(
         "find", "/etc", "/usr", "/var", "/run", "-xdev", "(", "-name",

@@ -99,6 +99,13 @@ def test_udev_rules_let_qel_export_lines(make_sandbox):
     assert writable_in(folder) == {"export", "unexport"}
 
 
+def test_udev_rules_bear_a_kernel_without_files_for_lines(make_sandbox):
+    box = make_sandbox()
+    assert not (box.sys / "class/gpio").exists()
+    run_programs(box, "/devices/gpiochip0", ACTION="add", SUBSYSTEM="gpio",
+                 KERNEL="gpiochip0")
+
+
 @pytest.mark.parametrize("line", ["gpio7", "door-contact"])
 @pytest.mark.parametrize("attributes", [
     {"direction", "edge", "active_low", "value"}, {"active_low", "value"}],

@@ -2,6 +2,7 @@
 and what dpkg is told. How they install is tested elsewhere."""
 
 import collections
+import os
 import pathlib
 import re
 import subprocess
@@ -90,12 +91,13 @@ def documents(name):
     """What a package has that meson does not install."""
     folder = f"/usr/share/doc/{name}"
     lists = _ROOT / f"debian/{name}.docs"
-    patterns = lists.read_text().split() if lists.exists() else []
+    listed = [_ROOT / line for line in
+              (lists.read_text().split() if lists.exists() else [])]
     return {f"{folder}/copyright", f"{folder}/changelog.gz",
-            *(f"{folder}/{path.relative_to(_ROOT / 'docs')}"
-              for pattern in patterns for found in _ROOT.glob(pattern)
-              for path in ([found] if found.is_file()
-                           else found.rglob("*")) if path.is_file()),
+            *(f"{folder}/{path.relative_to(top.parent)}"
+              for top in listed
+              for path in ([top] if top.is_file() else top.rglob("*"))
+              if path.is_file()),
             *(f"/usr/share/lintian/overrides/{name}"
               for path in [_ROOT / f"debian/{name}.lintian-overrides"]
               if path.exists())}
@@ -117,10 +119,65 @@ def test_every_installed_file_is_in_one_package_and_nothing_else(
         assert documents(name) <= set(package.files)
 
 
-def test_file_that_belongs_to_no_package_is_complained_of(tmp_path):
-    """A build that installs one file, which no package knows."""
+def test_every_page_is_in_one_package():
+    listed = collections.Counter(
+        path for name in NAMES for path in documents(name)
+        if path.endswith((".md", ".svg")))
+    assert collections.Counter(
+        str(path.relative_to(_ROOT / "docs"))
+        for path in (_ROOT / "docs").rglob("*") if path.is_file()
+    ) + collections.Counter(["README.md"]) == collections.Counter(
+        path.split("/", 5)[5] for path in listed.elements())
+
+
+def test_links_of_installed_pages_lead_to_installed_files(packages):
+    files = {path for package in packages.values() for path in package.files}
+    links = [(page, link) for package in packages.values()
+             for page, (_, text) in members(package.path,
+                                            "--fsys-tarfile").items()
+             if page.endswith(".md")
+             for link in re.findall(r"\]\(([^):#]+)[)#]", text.decode())]
+    assert links
+    assert [(page, link) for page, link in links if os.path.normpath(
+        pathlib.PurePath(page).parent / link) not in files] == []
+
+
+@pytest.mark.parametrize("link, complaint", [
+    ("there.md", None), ("there.md#part", None), ("#here", None),
+    ("https://example.org/x.md", None),
+    ("nowhere.md", "nowhere.md is not installed"),
+    ("../meson.build", "../meson.build is not installed")])
+def test_link_to_what_is_not_installed_is_complained_of(tmp_path, link,
+                                                        complaint):
+    for folder in ("debian", "docs", "b"):
+        (tmp_path / folder).mkdir()
+    (tmp_path / "meson.build").write_text("project('x')\n")
+    run("meson", "setup", tmp_path / "b", tmp_path)
+    (tmp_path / "docs/there.md").touch()
+    (tmp_path / "docs/page.md").write_text(f"[a]({link})\n")
+    (tmp_path / "debian/x.docs").write_text("docs/page.md\ndocs/there.md\n")
+    placing = subprocess.run(
+        [_ROOT / "scripts/package-documents.py", tmp_path, tmp_path / "b",
+         tmp_path / "packed", "x"], stderr=subprocess.PIPE, text=True,
+        check=False)
+    page = tmp_path / "docs/page.md"
+    assert placing.stderr == (
+        f"package: {page}: {complaint}\n" if complaint else "")
+    assert placing.returncode == (1 if complaint else 0)
+
+
+@pytest.mark.parametrize("path, complaint", [
+    ("/usr/lib/stray/stray",
+     "/usr/lib/stray/stray belongs to no package: see debian/*.install"),
+    ("/etc/orvad/stray", "debian/orvad.install: nothing is installed as "
+     "/usr/lib/systemd/system/orvad.*")],
+    ids=["file without a pattern", "pattern without a file"])
+def test_list_that_does_not_fit_what_is_installed_is_complained_of(
+        tmp_path, path, complaint):
+    """A build that installs one file."""
     (tmp_path / "meson.build").write_text(
-        "project('x')\ninstall_data('stray', install_dir: '/usr/lib/stray')\n")
+        "project('x')\ninstall_data('stray', install_dir: '"
+        f"{pathlib.PurePath(path).parent}')\n")
     (tmp_path / "stray").touch()
     run("meson", "setup", tmp_path / "b", tmp_path)
     packing = subprocess.run(
@@ -128,8 +185,7 @@ def test_file_that_belongs_to_no_package_is_complained_of(tmp_path):
          tmp_path / "packages"], stdout=subprocess.DEVNULL,
         stderr=subprocess.PIPE, text=True, check=False)
     assert packing.returncode == 1
-    assert packing.stderr == "package: /usr/lib/stray/stray belongs to no " \
-        "package: see debian/*.install\n"
+    assert packing.stderr == f"package: {complaint}\n"
 
 
 @pytest.mark.parametrize("name", NAMES)
@@ -183,9 +239,10 @@ def programs_in(script):
                            "systemctl"}),
     ("orvad", "prerm", {"deb-systemd-invoke"}),
     ("orvad", "postrm", {"deb-systemd-helper", "systemctl"}),
-    ("orvad-simboard", "postinst", {"systemctl"}),
-    ("orvad-simboard", "prerm", {"deb-systemd-invoke"}),
-    ("orvad-simboard", "postrm", {"deb-systemd-helper", "systemctl"})])
+    ("orvad-simboard", "postinst", {"deb-systemd-helper", "systemctl"}),
+    ("orvad-simboard", "prerm", {"deb-systemd-invoke", "systemctl"}),
+    ("orvad-simboard", "postrm", {"deb-systemd-helper", "deb-systemd-invoke",
+                                  "systemctl"})])
 def test_maintainer_script_tells_whoever_has_to_know(packages, name, script,
                                                      wanted):
     assert programs_in(packages[name].scripts[script]) == wanted
@@ -247,3 +304,11 @@ def test_wrong_command_line_is_refused(arguments):
                              capture_output=True, text=True, check=False)
     assert packing.returncode == 2
     assert packing.stderr.startswith("Usage: scripts/package")
+
+
+def test_missing_build_is_told_in_one_line(tmp_path):
+    packing = subprocess.run(
+        [_ROOT / "scripts/package", "--build", tmp_path / "none"],
+        capture_output=True, text=True, check=False)
+    assert (packing.returncode, packing.stdout, packing.stderr) == (
+        1, "", f"package: there is no build in {tmp_path}/none\n")

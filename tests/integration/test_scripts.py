@@ -154,6 +154,28 @@ def test_run_refuses_a_wrong_command_line(arguments):
     assert run.stderr.startswith("Usage: scripts/run")
 
 
+@pytest.mark.parametrize("name", ["package", "picture", "run", "test"])
+def test_help_of_a_script_is_what_its_head_says(name):
+    script = ROOT / "scripts" / name
+    head = script.read_text("utf-8").split("\nset -e")[0].splitlines()[1:]
+    asked = subprocess.run([script, "--help"], capture_output=True, text=True,
+                           check=False)
+    assert (asked.returncode, asked.stderr) == (0, "")
+    assert asked.stdout.splitlines() == [
+        line.removeprefix("#").removeprefix(" ") for line in head]
+    assert f"\nUsage: scripts/{name} [" in asked.stdout
+
+
+@pytest.mark.parametrize("name, arguments", [
+    ("picture", ["--slow"]), ("picture", ["a", "b"]), ("test", ["gcc"]),
+    ("test", ["plain", "--help"])])
+def test_script_refuses_a_wrong_command_line(name, arguments):
+    asked = subprocess.run([ROOT / "scripts" / name, *arguments],
+                           capture_output=True, text=True, check=False)
+    assert (asked.returncode, asked.stdout) == (2, "")
+    assert asked.stderr.startswith(f"Usage: scripts/{name} [")
+
+
 RESULTS = {
     "good": '<testcase name="a"/><testcase name="b"/>',
     "failing": '<testcase name="a"/><testcase name="b"><failure/></testcase>',
