@@ -28,6 +28,11 @@ _COMMAND = re.compile(
     r"\s*([$#] |(sudo |\./)*(orvad|orvadctl|simboard|scripts/\w+|meson|ninja"
     r"|systemctl|journalctl|apt-get|dpkg|busctl|gdbus|udevadm)( |$))")
 
+_INLINE = re.compile(
+    r"(?:(?:orvadctl|simboard) \S+(?= [^-])|scripts/\w+|meson|ninja"
+    r"|systemctl|systemd-\S+|journalctl|apt-get|dpkg|busctl|gdbus|udevadm|setpriv|runuser|modprobe"
+    r"|mount|chown|chmod|cat|ls|ps|test|xmllint) [^…]+")
+
 
 @dataclasses.dataclass(frozen=True)
 class Block:
@@ -129,6 +134,15 @@ def commands_of(page, info=CONSOLE):
     """All commands of a page that are typed there, in order."""
     return [command for block in blocks(page) if block.info == info
             for command in commands(block)]
+
+
+def inline_commands(page):
+    """Whole command lines, with their arguments, in the text of a page. The name
+    of a program, or of a command of one of ours, is none."""
+    return [part.content
+            for token in MarkdownIt().enable("table").parse(page)
+            for part in token.children or []
+            if part.type == "code_inline" and _INLINE.fullmatch(part.content)]
 
 
 def matches(expected, output):

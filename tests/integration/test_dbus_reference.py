@@ -9,7 +9,11 @@ import xml.etree.ElementTree as ElementTree
 
 import pytest
 
+from installed_support import documented_files
+from orvadctl_mock_support import (fixture_bus, fixture_make_mock,
+                                   fixture_run, output)
 from orvadctl_support import fixture_program
+from test_orvadctl_methods import LINES, fixture_services
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGES = _ROOT / "docs/dbus"
@@ -48,6 +52,16 @@ def test_every_member_of_every_description_is_on_a_page():
         assert f"### {member.get('name')}" in text
 
 
+def test_those_descriptions_are_installed_that_the_index_says():
+    interfaces = "/usr/share/dbus-1/interfaces/"
+    index = reference.pages()["index.md"]
+    assert "of `com.vexa.…`" in index and "of `org.orvad.…` are not" in index
+    assert {path for path in documented_files()
+            if path.startswith(interfaces)} == {
+        f"{interfaces}{path.name}" for path in reference.DESCRIPTIONS
+        if path.name.startswith("com.vexa.")}
+
+
 def test_no_example_is_of_a_member_that_is_not_there():
     assert {(interface, name) for interface, examples
             in reference.EXAMPLES.items() for name in examples} == \
@@ -75,6 +89,29 @@ def test_the_examples_name_commands_and_options_that_the_client_has(program):
             assert answer.returncode == 0, (interface, name, command)
             for option in options:
                 assert re.search(rf"{option}\b", answer.stdout)
+
+
+# What LINES only sets, read.
+READING = [["direction", "4"], ["polarity", "lamp"], ["name", "lamp"],
+           ["usage", "lamp"]]
+
+
+def test_the_commands_of_the_examples_call_the_methods(services, run):
+    """But for the one that is refused, and properties, which are read alike."""
+    called = {}
+    for words in [*LINES, *READING]:
+        before = {name: len(mock.calls) for name, mock in services.items()}
+        output(run(*words))
+        called.setdefault(words[0], set()).update(
+            (name, method) for name, mock in services.items()
+            for method, _ in mock.calls[before[name]:])
+    for interface, member in members():
+        example = reference.EXAMPLES[interface][member.get("name")]
+        if member.tag == "method" and not example.status:
+            assert (interface, member.get("name")) in called[
+                example.command.split()[0]]
+        elif member.tag == "property":
+            assert example.command == "legacy"
 
 
 @pytest.mark.parametrize("signature, words", [

@@ -2,12 +2,14 @@
 what its pages say, sees what they show."""
 
 import pathlib
+import re
 import shutil
 
 import pytest
 
 from documentation_support import (BY_HAND, CONSOLE, SOURCE, Command, Reader,
-                                   blocks, commands_of, matches, mistakes)
+                                   blocks, commands_of, inline_commands,
+                                   matches, mistakes)
 from machine import OPERATOR, Shell
 from machine_support import (ROOT, fixture_machine, fixture_packages,
                              fixture_show_journal, on_a_machine)
@@ -28,16 +30,20 @@ PAGES = ["docs/installation.md", "docs/tutorial.md",
          "docs/troubleshooting.md"]
 
 # What is typed in the source tree and takes too long to be run once more, and
-# what runs it here.
+# what runs it here: file, function, and the words there that do.
 COVERED = {
-    "scripts/run": "test_scripts.py: "
-    "test_run_shows_changes_as_they_come_until_interrupted",
-    "scripts/run --for 60": "test_scripts.py: "
-    "test_run_ends_by_itself_when_told_for_how_long",
-    "scripts/package": "machine_support.py: packages_of",
-    "meson setup build/release": "machine_support.py: packages_of",
-    "meson install -C build/release": "test_installed_files.py: "
-    "test_every_file_is_installed_where_the_documentation_says",
+    "scripts/run": (
+        "test_scripts.py",
+        "test_run_shows_changes_as_they_come_until_interrupted",
+        "demonstrate()"),
+    "scripts/run --for 60": (
+        "test_scripts.py", "test_run_ends_by_itself_when_told_for_how_long",
+        'demonstrate("--for", '),
+    "scripts/package": (
+        "machine_support.py", "packages_of", 'run([ROOT / "scripts/package", '),
+    "meson install -C build/release": (
+        "test_installed_files.py", "fixture_installed",
+        'run(["meson", "install", "-C", build, '),
 }
 # What runs the tests, this one among them.
 OURSELVES = {"scripts/test", "scripts/test plain"}
@@ -61,6 +67,16 @@ def test_every_page_with_commands_is_followed():
 def test_nothing_but_cross_building_is_left_to_be_tried_by_hand():
     assert [name for name in DOCUMENTS
             if commands_of(text_of(name), BY_HAND)] == ["docs/porting.md"]
+
+
+@pytest.mark.build("plain")
+@pytest.mark.parametrize("name", DOCUMENTS)
+def test_what_is_typed_in_the_middle_of_a_text_is_typed_in_a_block_too(name):
+    typed = {command.text for page in DOCUMENTS for info in (CONSOLE, SOURCE)
+             for command in commands_of(text_of(page), info)}
+    assert [line for line in inline_commands(text_of(name))
+            if line not in OURSELVES
+            and not any(f"{line} " in f"{command} " for command in typed)] == []
 
 
 def packages_in_the_way(machine):
@@ -122,9 +138,10 @@ def test_commands_for_the_source_tree_work(in_source, name):
 @pytest.mark.build("plain")
 @pytest.mark.parametrize("command", COVERED)
 def test_command_that_is_not_run_there_is_run_elsewhere(command):
-    file, function = COVERED[command].split(": ")
+    file, function, words = COVERED[command]
     text = (ROOT / "tests/integration" / file).read_text("utf-8")
-    assert f"\ndef {function}(" in text
+    assert words in re.search(rf"\ndef {function}\(.*?(?=\n\n\n|\Z)", text,
+                              re.S)[0]
 
 
 # What notices that a page is wrong
@@ -249,6 +266,14 @@ def test_who_logs_out_can_log_in_again(follow):
      "line 2: a here-document without its END")])
 def test_block_that_hides_commands_is_noticed(page, complaint):
     assert mistakes(page) == [complaint]
+
+
+def test_command_lines_in_a_text_are_told_from_names():
+    assert inline_commands(
+        "`orvadctl list`, `orvadctl get 1`, `systemctl`, `orvad.conf`\n\n"
+        "| a | b |\n|---|---|\n| `a: b` | `chown root x` |\n\n"
+        "```console\n# orvadctl get 2\n```\n") == [
+            "orvadctl get 1", "chown root x"]
 
 
 def test_page_as_it_should_be_has_no_mistakes():

@@ -288,12 +288,38 @@ EXAMPLES = {port_names(text)[0]: text for text in examples("orvad-ports.5")
             if port_names(text)}
 
 
+BOARD_OF_EXAMPLES = read("data/sample/board.conf") + """
+[Line porch]
+Number=15
+Wiring=door contact
+Exported=porch
+
+[IIO shaft]
+Name=adc2
+Buffer=false
+Thresholds=both
+Attributes=in_voltage_sampling_frequency;events/in_voltage_thresh_either_period
+
+[Channel shaft/2]
+Extension=loop
+
+[IIO visitor]
+Name=near
+Buffer=false
+Thresholds=one
+Attributes=in_proximity_integration_time
+
+[Channel visitor/3]
+Name=proximity
+"""
+
+
 @pytest.fixture(name="serve_example")
 def fixture_serve_example(boards, make_sandbox, connect, offer):
     """serve_example(XML, **sandbox options): a daemon with those ports, which
     has all that they need."""
     def serve(text, **options):
-        board = boards(read("data/sample/board.conf"))
+        board = boards(BOARD_OF_EXAMPLES)
         box = make_sandbox(config=f"<ports>{text}</ports>", binds=board.binds,
                            launcher=board.launcher, **options)
         for path in re.findall(r'path="/run/([^"]+)"', text):
@@ -314,6 +340,61 @@ def test_there_is_an_example_of_each_type_and_backend():
         re.findall(r'type == "(\w+)"', known))
     assert set(re.findall(r'<backend name="([\w-]+)"', text)) == set(
         re.findall(r'^\t\t\{"([\w-]+)", BACKEND_', known, re.M))
+
+
+def attributes_in(text):
+    """(element, attribute) of all start tags; (element, None), too."""
+    return {(element, attribute)
+            for element, rest in re.findall(
+                r'<(\w+)((?:\s+[\w-]+="[^"]*")*)', text)
+            for attribute in (None, *re.findall(r'([\w-]+)=', rest))}
+
+
+def all_examples():
+    """Those of the page, in displays and in lines."""
+    page = read("man/orvad-ports.5")
+    return "".join(examples("orvad-ports.5")
+                   + re.findall(r"^\.Dl (<.*)$", page, re.M))
+
+
+def backends_in(text, name):
+    """What stands in the backends of a name."""
+    return "".join(re.findall(
+        rf'<backend name="{name}"[^>]*?(?:/>|>.*?</backend>)', text, re.S))
+
+
+def test_there_is_an_example_of_each_element_and_attribute():
+    shown = attributes_in(all_examples())
+    assert {(element, attribute)
+            for element, attributes in known_elements().items()
+            for attribute in (None, *attributes)} <= shown
+
+
+@pytest.mark.parametrize("title", PARSERS)
+def test_there_is_an_example_of_what_a_backend_knows(title):
+    text = all_examples()
+    described = names(subsections(
+        section("orvad-ports.5", "BACKENDS"))[title])
+    if title in ("Lines", "Ranges"):
+        elements = ("range",) if title == "Ranges" else (
+            "input", "output", "io_ctrl", "sio_ctrl")
+        shown = {attribute for element, attribute in attributes_in(text)
+                 if element in elements}
+        assert {attribute for attribute, in described} <= shown
+        return
+    shown = attributes_in(backends_in(text, title))
+    assert {tuple(words) for words in described if len(words) > 1} <= shown
+    assert {element for element, *_ in described} <= {
+        element for element, _ in attributes_in(text)}
+
+
+def test_an_attribute_without_an_example_is_noticed():
+    text = '<a b="1" c-d="x">\n<backend name="spi"><e f="<"/></backend><g/>'
+    assert attributes_in(text) == {
+        ("a", None), ("a", "b"), ("a", "c-d"), ("backend", None),
+        ("backend", "name"), ("e", None), ("e", "f"), ("g", None)}
+    assert attributes_in(backends_in(text, "spi")) == {
+        ("backend", None), ("backend", "name"), ("e", None), ("e", "f")}
 
 
 @pytest.mark.parametrize("name", EXAMPLES)

@@ -1,8 +1,10 @@
-"""docs/troubleshooting.md: every message that the daemon can log is explained,
-and none that it cannot."""
+"""docs/troubleshooting.md: every message that the daemon and the simulated
+board can give is explained, and none that they cannot."""
 
 import pathlib
 import re
+
+import pytest
 
 _ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGE = _ROOT / "docs/troubleshooting.md"
@@ -100,10 +102,11 @@ def assertions(folder):
                 re.S)}
 
 
-def explained():
-    """The messages on the page: what stands first in the rows of its
-    tables."""
-    return re.findall(r"^\| `([^`]+)` \|", read(PAGE), re.M)
+def explained(of_board=False):
+    """The messages on the page, the daemon's or the simulated board's: what
+    stands first in the rows of its tables."""
+    parts = read(PAGE).split("\n## The simulated board\n")
+    return re.findall(r"^\| `([^`]+)` \|", parts[of_board], re.M)
 
 
 def test_every_message_is_on_the_page_and_no_other():
@@ -113,8 +116,21 @@ def test_every_message_is_on_the_page_and_no_other():
     assert of_page == set(messages()) | preconditions()
 
 
-def test_no_message_is_there_twice():
-    assert len(explained()) == len(set(explained()))
+@pytest.mark.parametrize("of_board", [False, True])
+def test_no_message_is_there_twice(of_board):
+    texts = explained(of_board)
+    assert len(texts) == len(set(texts))
+
+
+def test_every_message_of_the_simulated_board_is_on_the_page_and_no_other():
+    """Command lines that are wrong have their usage for an answer."""
+    texts = {as_on_the_page(joined(literals))
+             for path in (_ROOT / "tools/simboard").glob("*.cpp")
+             if path.name != "main.cpp"
+             for literals in re.findall(
+                 rf"\bset_(?:failure|usage_error)\(\s*\w+,\s*"
+                 rf"({_LITERAL}(?:\s*{_LITERAL})*)", read(path))}
+    assert set(explained(of_board=True)) == texts - {"…"}
 
 
 def test_the_assertions_that_a_configuration_can_fail_are_on_the_page():
