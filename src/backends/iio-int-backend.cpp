@@ -16,6 +16,8 @@ namespace
 {
 
 constexpr const char *kIioIntModule = "iio-int-backend.c";
+/// Milliseconds until a level that moved while it was armed is looked at.
+constexpr guint kSecondLook = 10;
 
 IioIntPortData *data_of(const IOPort *port)
 {
@@ -129,32 +131,64 @@ void set_thresholds(const IioIntPortData *data, const SupervisedRange &range)
 	}
 }
 
-gboolean on_limit_poll(gpointer user_data);
+/// Whether the level is beyond the thresholds of that range. The converter
+/// tells of a crossing only: not of a level that moved before they were set.
+bool is_beyond_thresholds(const IioIntPortData *data,
+			  const SupervisedRange &range, guint32 level)
+{
+	const gint64 above = gint64{range.upper_limit} + data->hysteresis;
+	const gint64 below = gint64{range.lower_limit} - data->hysteresis;
+	if (!data->one_threshold)
+		return level > above || level < below;
+	return range.lower_limit != 0 ? level < below : level > above;
+}
 
-/// Has the converter tell when the level leaves the range that it is in. A
-/// level in no range leaves the events as they are.
-void arm(IOPort *port)
+gboolean on_limit_poll(gpointer user_data);
+gboolean on_second_look(gpointer user_data);
+
+void arm_around(IOPort *port, const SupervisedRange &range)
+{
+	auto *data = data_of(port);
+	set_thresholds(data, range);
+	if (is_beyond_thresholds(data, range, read_level(data)))
+		data->limit_poll_id.reset(
+			g_timeout_add(kSecondLook, on_second_look, port));
+}
+
+/// Has the converter tell when the level leaves the range that it is in, whose
+/// state is returned. A level in no range leaves the events as they are; none
+/// is returned.
+std::optional<SupervisedState> arm(IOPort *port)
 {
 	auto *data = data_of(port);
 	const SupervisedRangeList *ranges = ranges_of(port);
 	if (ranges == nullptr)
-		return;
+		return std::nullopt;
 	SupervisedState state = SUPERVISED_UNDEFINED;
 	guint32 level = 0;
 	util::Error error;
 	if (!measure(port, false, &state, &level, &error)) {
 		g_warning("Couldn't read adc value for %s\n", name_of(port));
-		return;
+		return std::nullopt;
 	}
 	const SupervisedRange *range = supervised_find_range(*ranges, level);
 	if (range == nullptr)
-		return;
+		return std::nullopt;
 	data->limit_poll_id.reset();
 	if (is_beyond_limit(data, level))
 		data->limit_poll_id.reset(g_timeout_add(data->limit_timeout,
 							on_limit_poll, port));
 	else
-		set_thresholds(data, *range);
+		arm_around(port, *range);
+	return state;
+}
+
+/// Reports a state and arms; the level may have moved in between.
+void follow(IOPort *port, SupervisedState state)
+{
+	report(port, state);
+	if (const auto armed = arm(port))
+		report(port, *armed);
 }
 
 /// Arming ends this poll, and begins another where one is needed: what is
@@ -170,9 +204,10 @@ gboolean on_limit_poll(gpointer user_data)
 		g_warning("Unable to read from port %s\n", name_of(port));
 		return G_SOURCE_CONTINUE;
 	}
-	report(port, state);
-	if (!is_beyond_limit(data, level))
-		arm(port);
+	if (is_beyond_limit(data, level))
+		report(port, state);
+	else
+		follow(port, state);
 	return G_SOURCE_CONTINUE;
 }
 
@@ -183,8 +218,18 @@ void on_event(IOPort *port)
 	util::Error error;
 	if (!measure(port, false, &state, &level, &error))
 		g_warning("Readout failed: %s", error.message());
-	report(port, state);
-	arm(port);
+	follow(port, state);
+}
+
+/// As if the event that was missed had come.
+gboolean on_second_look(gpointer user_data)
+{
+	auto *port = static_cast<IOPort *>(user_data);
+	auto *data = data_of(port);
+	data->limit_poll_id.release();
+	data->listener.thresholds.enable(false);
+	on_event(port);
+	return G_SOURCE_REMOVE;
 }
 
 // ---- plain and supervised mode ----

@@ -66,6 +66,7 @@ struct IioIntPortData {
 	/// Set by the set-up.
 	IioChannelName channel;
 	IioIntListener listener;
+	/// The poll beyond the limits, or a second look after arming.
 	util::ScopedSource limit_poll_id;
 	/// Held by whoever reads the level.
 	std::mutex read_lock;

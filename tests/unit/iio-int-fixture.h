@@ -134,7 +134,18 @@ protected:
 		fake_iio::send_event("events0", 3);
 		handle_pending();
 	}
-	/// Has the next poll of a level beyond the limits come now.
+	/// Has the level move once such a call is made.
+	static void set_raw_when(const std::string &call,
+				 const std::string &raw)
+	{
+		recorder::set_hook([call, raw](const std::string &line) {
+			if (line != call)
+				return;
+			recorder::set_hook(nullptr);
+			set_raw(raw);
+		});
+	}
+	/// Has the next poll beyond the limits, or the second look, come now.
 	void poll()
 	{
 		GSource *source = g_main_context_find_source_by_id(

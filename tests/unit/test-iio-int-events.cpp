@@ -14,6 +14,8 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr const char *kReading = "read(iio:device0/in_voltage3_raw)";
+
 // ---- one event ----
 
 TEST_F(IioIntEventsTest, AnEventIsReportedAndTheThresholdsMove)
@@ -35,7 +37,7 @@ TEST_F(IioIntEventsTest, TheEventsAreOffWhileTheLevelIsRead)
 	recorder::reset();
 	std::string flag;
 	recorder::set_hook([&](const std::string &line) {
-		if (line == "read(iio:device0/in_voltage3_raw)" && flag.empty())
+		if (line == kReading && flag.empty())
 			flag = fake_iio::get(threshold_file("either_en"));
 	});
 	cross("150");
@@ -158,6 +160,101 @@ TEST_F(IioIntEventsTest, AnUnwatchedPortsEventsAreOff)
 	EXPECT_THAT(writes(), ElementsAre(threshold("either_en", "0")));
 	cross("150");
 	EXPECT_EQ(events_read(), 0U);
+}
+
+// ---- levels that do not wait ----
+
+TEST_F(IioIntEventsTest, ALevelThatMovesBetweenReportAndArmingIsReported)
+{
+	supervise();
+	recorder::reset();
+	unsigned readings = 0;
+	recorder::set_hook([&](const std::string &line) {
+		if (line == kReading && ++readings == 2)
+			set_raw("250");
+	});
+	cross("150");
+	EXPECT_THAT(reports(),
+		    ElementsAre(SUPERVISED_CLOSED, SUPERVISED_SHORT));
+	EXPECT_EQ(fake_iio::get(threshold_file("rising_value")), "300");
+	EXPECT_FALSE(is_polled());
+}
+
+TEST_F(IioIntEventsTest, ALevelThatMovesWhileItIsArmedIsLookedAtAgain)
+{
+	supervise();
+	cross("150");
+	recorder::reset();
+	set_raw_when(threshold("either_en", "1"), "350");
+	cross("250");
+	EXPECT_THAT(reports(), ElementsAre(SUPERVISED_SHORT));
+	ASSERT_TRUE(is_polled());
+	recorder::reset();
+	poll();
+	EXPECT_THAT(recorder::calls(),
+		    Contains("io_event_send_event(door, e, 3)"));
+	EXPECT_THAT(writes(), ElementsAre(threshold("either_en", "0"),
+					  threshold("rising_value", "400"),
+					  threshold("falling_value", "301"),
+					  threshold("either_en", "1")));
+	EXPECT_FALSE(is_polled());
+}
+
+TEST_F(IioIntEventsTest, ASecondLookThatFindsNoRangeIsTheLast)
+{
+	supervise();
+	set_raw_when(threshold("either_en", "1"), "500");
+	cross("150");
+	recorder::reset();
+	poll();
+	EXPECT_THAT(reports(), ElementsAre(SUPERVISED_UNDEFINED));
+	EXPECT_FALSE(is_polled());
+}
+
+TEST_F(IioIntEventsTest, ASecondLookIsNoLongerNeededAfterAnEvent)
+{
+	supervise();
+	set_raw_when(threshold("either_en", "1"), "350");
+	cross("150");
+	ASSERT_TRUE(is_polled());
+	cross("350");
+	EXPECT_FALSE(is_polled());
+}
+
+TEST_F(IioIntEventsTest, AMoveWithinTheHysteresisNeedsNoSecondLook)
+{
+	configure(PORT_INPUT);
+	parse("device", "hysteresis", "5");
+	supervise_as_configured();
+	for (const char *raw : {"205", "95"}) {
+		set_raw_when(threshold("either_en", "1"), raw);
+		cross("150");
+		EXPECT_FALSE(is_polled()) << raw;
+	}
+	for (const char *raw : {"206", "94"}) {
+		set_raw_when(threshold("either_en", "1"), raw);
+		cross("150");
+		EXPECT_TRUE(is_polled()) << raw;
+	}
+}
+
+TEST_F(IioIntEventsTest, OfOneThresholdOnlyTheArmedSideCounts)
+{
+	configure(PORT_INPUT);
+	parse("device", "one_threshold", "true");
+	split_flags();
+	supervise_as_configured();
+	const auto moves = [&](const char *flag, const char *to) {
+		set_raw_when(threshold(flag, "1"), to);
+		io_port_set_watch(port_.get());
+		return is_polled();
+	};
+	set_raw("150");
+	EXPECT_FALSE(moves("falling_en", "250"));
+	set_raw("150");
+	EXPECT_TRUE(moves("falling_en", "99"));
+	set_raw("50");
+	EXPECT_TRUE(moves("rising_en", "100"));
 }
 
 // ---- faults ----
