@@ -153,7 +153,7 @@ public:
 private:
 	void line(const std::string &content)
 	{
-		text_ += std::string(2 * depth_, ' ') + content + '\n';
+		text_.append(2 * depth_, ' ').append(content) += '\n';
 	}
 
 	std::string text_;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <string_view>
 
 namespace
 {
@@ -25,7 +26,7 @@ bool has_number(const IOPort *port)
 	       io_port_get_property(port, "virtual");
 }
 
-PortList::iterator find_by_name(const char *name)
+PortList::iterator find_by_name(std::string_view name)
 {
 	return std::find_if(
 		io_port_list.begin(), io_port_list.end(),
