@@ -32,7 +32,14 @@ void FuseLayer::End::operator()(fuse_session *session) const
 	fuse_session_destroy(session);
 }
 
-FuseLayer::FuseLayer(std::shared_ptr<Folder> root) : root_(std::move(root))
+void FuseLayer::FreeBuffer::operator()(fuse_buf *buffer) const
+{
+	free(buffer->mem);
+	delete buffer;
+}
+
+FuseLayer::FuseLayer(std::shared_ptr<Folder> root)
+	: root_(std::move(root)), buffer_(new fuse_buf())
 {
 }
 
@@ -95,15 +102,13 @@ gboolean FuseLayer::on_request(gint, GIOCondition, gpointer data)
 /// False when there will be no more.
 bool FuseLayer::serve_request()
 {
-	fuse_buf buffer = {};
-	int size = fuse_session_receive_buf(session_.get(), &buffer);
-	std::unique_ptr<void, util::Deleter<free>> owner(buffer.mem);
+	int size = fuse_session_receive_buf(session_.get(), buffer_.get());
 
 	if (size == -EINTR || size == -EAGAIN)
 		return true;
 	if (size <= 0)
 		return false;
-	fuse_session_process_buf(session_.get(), &buffer);
+	fuse_session_process_buf(session_.get(), buffer_.get());
 	return !fuse_session_exited(session_.get());
 }
 

@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+struct fuse_buf;
 struct fuse_session;
 
 namespace simboard
@@ -60,6 +61,9 @@ private:
 	struct End {
 		void operator()(fuse_session *session) const;
 	};
+	struct FreeBuffer {
+		void operator()(fuse_buf *buffer) const;
+	};
 
 	bool open_session(const char *mount_point);
 	static gboolean on_request(gint fd, GIOCondition condition,
@@ -71,6 +75,9 @@ private:
 	std::unordered_map<std::uint64_t, Handle> handles_;
 	std::uint64_t last_handle_ = 0;
 	std::unique_ptr<fuse_session, End> session_;
+	/// What the requests are received in, one after the other; libfuse
+	/// gives it its memory, more than a megabyte.
+	std::unique_ptr<fuse_buf, FreeBuffer> buffer_;
 	bool mounted_ = false;
 	std::function<void()> on_end_;
 	util::ScopedSource source_;
