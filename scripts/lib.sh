@@ -9,10 +9,10 @@ BUILD_PACKAGES=(
 	libglib2.0-dev libglib2.0-dev-bin libjson-glib-dev
 	libgtest-dev libgmock-dev
 	libgpiod-dev libfuse3-dev fuse3 libsystemd-dev
-	dbus-daemon libglib2.0-bin bubblewrap
+	dbus-daemon bubblewrap python3-gi gir1.2-glib-2.0
 )
 TEST_PACKAGES=(
-	python3-gi gir1.2-glib-2.0 python3-pytest python3-pytest-xdist locales
+	libglib2.0-bin python3-pytest python3-pytest-xdist locales
 	linux-libc-dev-mipsel-cross mandoc lintian shellcheck
 	python3-seccomp systemd udev
 	mmdebstrap systemd-container python3-markdown-it

@@ -11,7 +11,6 @@ is read-only, and a dbus-daemon of its own is the system bus. Needs root and
 bubblewrap; run as a program, this file says in one line whether that works.
 """
 
-import contextlib
 import os
 import pathlib
 import secrets
@@ -21,6 +20,8 @@ import signal
 import subprocess
 import sys
 import tempfile
+
+from gi.repository import Gio, GLib
 
 import sanitizers
 from confined import Confined, SandboxError
@@ -62,7 +63,7 @@ def obstacle():
     """Why no sandbox can be made here, in one line; empty when one can."""
     if os.geteuid() != 0:
         return "the sandbox needs root"
-    for tool in ("bwrap", "dbus-daemon", "gdbus"):
+    for tool in ("bwrap", "dbus-daemon"):
         if shutil.which(tool) is None:
             return f"the sandbox needs the program {tool}"
     if not os.access("/dev/fuse", os.R_OK | os.W_OK):
@@ -344,25 +345,32 @@ class Sandbox:
 
     def wait_for_name(self, name, timeout=DEADLINE):
         """Waits until name is on the bus; fails at once when the daemon ends
-        instead."""
-        env = {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": self.bus_address}
-        with subprocess.Popen(["gdbus", "wait", "--system", name], env=env,
-                              stdin=subprocess.DEVNULL,
-                              start_new_session=True) as waiter:
-            def there():
-                if waiter.poll() is None and self.daemon is not None and \
-                        self.daemon.ended:
-                    raise SandboxError(
-                        f"ended with status {self.daemon.status} before "
-                        f"{name} was on the bus\n{self.outputs()}")
-                return waiter.poll() is not None
+        instead, or the bus."""
+        try:
+            bus = Gio.DBusConnection.new_for_address_sync(
+                self.bus_address,
+                Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+                | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+            bus.set_exit_on_close(False)
             try:
-                wait_until(there, f"{name} on the bus", timeout)
+                wait_until(lambda: self._has_owner(bus, name),
+                           f"{name} on the bus", timeout)
             finally:
-                with contextlib.suppress(ProcessLookupError):
-                    waiter.kill()
-        if waiter.returncode != 0:
-            raise SandboxError(f"no {name} on the bus\n{self.outputs()}")
+                bus.close_sync(None)
+        except GLib.Error as error:
+            raise SandboxError(f"no {name} on the bus: {error.message}\n"
+                               f"{self.outputs()}") from None
+
+    def _has_owner(self, bus, name):
+        if self.daemon is not None and self.daemon.ended:
+            raise SandboxError(
+                f"ended with status {self.daemon.status} before {name} was on "
+                f"the bus\n{self.outputs()}")
+        return bus.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus",
+            "org.freedesktop.DBus", "NameHasOwner",
+            GLib.Variant("(s)", (name,)), None, Gio.DBusCallFlags.NONE,
+            int(DEADLINE * 1000), None).unpack()[0]
 
     def _check(self, run, expect):
         """Fails unless run ended as expected and nothing was reported."""

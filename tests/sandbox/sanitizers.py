@@ -6,6 +6,7 @@ Such programs get a small library preloaded that keeps them dumpable,
 dumpable.c; the programs themselves know nothing of it.
 """
 
+import functools
 import re
 import subprocess
 
@@ -22,6 +23,7 @@ _REPORT = re.compile(
     r"|Sanitizer:DEADLYSIGNAL|: runtime error: |LeakSanitizer has encountered")
 
 
+@functools.lru_cache(None)
 def built_into(program):
     """The sanitizers that program was built with: kind -> path of its library.
     """
