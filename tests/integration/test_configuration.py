@@ -7,6 +7,7 @@ import time
 import pytest
 from gi.repository import GLib
 
+import sanitizers
 from lifecycle_support import (
     CONFIGURATION, WITHOUT_LEGACY, complaints, config, get_usage, listed,
     listed_names, parameters, port, refusal, set_usage, settle, sysfs_port)
@@ -211,9 +212,11 @@ def test_missing_drop_in_folder_is_missed_by_the_older_system(make_sandbox,
 
 # ---- many ports ----
 
-def test_ten_thousand_ports_are_served_in_time(make_sandbox, connect):
-    """Their numbers are above their count: none is saved at the start."""
-    count, first = 10_000, 1_000_000
+def test_ten_thousand_ports_are_served_in_time(make_sandbox, connect, build):
+    """Their numbers are above their count: none is saved at the start. With a
+    sanitizer, whose time is its own, fewer have to do."""
+    sanitized = sanitizers.built_into(build / "src/orvad")
+    count, first = 2_000 if sanitized else 10_000, 1_000_000
     box = make_sandbox(config=config(
         *(port(f"p{n}", first + n, ("input", "output", "io_ctrl")[n % 3])
           for n in range(count))))
@@ -227,7 +230,8 @@ def test_ten_thousand_ports_are_served_in_time(make_sandbox, connect):
         (f"p{n}", first + n) for n in reversed(range(count))]
     set_usage(client, first + count - 1, "last")
     assert get_usage(client, first + count - 1) == "last"
-    assert client.call("GetNbrPorts") == (6667, 3333)
+    outputs = len(range(1, count, 3))
+    assert client.call("GetNbrPorts") == (count - outputs, outputs)
     daemon.stop()
     assert complaints(daemon) == []
 
