@@ -5,6 +5,7 @@ import os
 import pathlib
 import signal
 import sys
+import threading
 
 import pytest
 
@@ -33,8 +34,10 @@ def _build(config):
 
 
 def pytest_configure():
-    # Ended from outside, tests clean up as after Ctrl-C.
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    # Ended from outside, tests clean up as after Ctrl-C. A worker of several
+    # may run them in another thread, which knows no signals.
+    if threading.current_thread() is threading.main_thread():
+        signal.signal(signal.SIGTERM, signal.default_int_handler)
 
 
 def pytest_sessionstart(session):
