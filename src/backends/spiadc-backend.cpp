@@ -100,7 +100,7 @@ bool spiadc_port_set_direction(IOPort *, bool)
 	return true;
 }
 
-gint32 parse_number(const char *text)
+gint32 parse_integer(const char *text)
 {
 	return backend::parse_int(text, backend::kAnyBase);
 }
@@ -113,11 +113,11 @@ void parse_band_item(SpiadcPortData *data, const char *key, const char *value)
 	}
 	SpiadcBand &band = data->bands.front();
 	if (std::strcmp(key, "active_min") == 0)
-		band.active_min = parse_number(value);
+		band.active_min = parse_integer(value);
 	else if (std::strcmp(key, "active_max") == 0)
-		band.active_max = parse_number(value);
+		band.active_max = parse_integer(value);
 	else if (std::strcmp(key, "hysteresis") == 0)
-		band.hysteresis = parse_number(value);
+		band.hysteresis = parse_integer(value);
 }
 
 void parse_device_item(const IOPort *port, SpiadcPortData *data,
@@ -128,7 +128,7 @@ void parse_device_item(const IOPort *port, SpiadcPortData *data,
 	else if (std::strcmp(key, "timeout") == 0)
 		data->timeout = backend::parse_poll_interval(port, value);
 	else if (std::strcmp(key, "address") == 0)
-		data->address = parse_number(value);
+		data->address = parse_integer(value);
 	else if (std::strcmp(key, "inverted") == 0)
 		data->inverted = std::strcmp(value, "true") == 0;
 }

@@ -184,6 +184,13 @@ bool says_no_answer(const GError *error)
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMED_OUT);
 }
 
+bool says(const GError *error, const char *name)
+{
+	util::CharPtr said(g_dbus_error_get_remote_error(error));
+
+	return g_strcmp0(said.get(), name) == 0;
+}
+
 bool says_object_missing(const GError *error)
 {
 	return g_error_matches(error, G_DBUS_ERROR,

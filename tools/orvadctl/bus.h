@@ -54,6 +54,10 @@ bool says_service_gone(const GError *error);
 bool says_not_served(const GError *error);
 /// Whether it says that the answer took longer than it may.
 bool says_no_answer(const GError *error);
+/// Whether it is the answer of that D-Bus name.
+bool says(const GError *error, const char *name);
+/// The name when the State interface has no such port.
+constexpr const char *NO_PORT_ERROR = "com.vexa.IOControl.Error.No_port";
 /// Whether it says that the service is there, but not what was asked of it: it
 /// is just starting or ending.
 bool says_object_missing(const GError *error);

@@ -14,7 +14,7 @@ namespace
 {
 
 /// What PORT STATE LOWER UPPER asks for.
-constexpr std::size_t SETTING_ARGUMENTS = 4;
+constexpr std::size_t RANGE_ARGUMENTS = 4;
 
 Cell line_state_cell(const std::string &state)
 {
@@ -191,7 +191,7 @@ bool run_ranges(Context &context, GError **error)
 
 	if (count == 1)
 		return show_ranges(context, error);
-	if (count == SETTING_ARGUMENTS)
+	if (count == RANGE_ARGUMENTS)
 		return set_range(context, error);
 	set_usage_error(error, "ranges: a range takes STATE, LOWER and UPPER");
 	return false;
@@ -222,7 +222,7 @@ const Command RANGES_COMMAND = {
 	"setting, the range that was set, and not the latter.",
 	OPTIONS_COMMON,
 	1,
-	SETTING_ARGUMENTS,
+	RANGE_ARGUMENTS,
 	run_ranges,
 };
 

@@ -11,10 +11,10 @@ namespace
 {
 
 /// Follows every producer of the configuration event service.
-class Settings
+class SettingsFeed
 {
 public:
-	Settings(Context &context, ConnectionPtr connection);
+	SettingsFeed(Context &context, ConnectionPtr connection);
 
 	bool run(GError **error);
 
@@ -27,15 +27,15 @@ private:
 	Feed feed_;
 };
 
-Settings::Settings(Context &context, ConnectionPtr connection)
+SettingsFeed::SettingsFeed(Context &context, ConnectionPtr connection)
 	: connection_(std::move(connection)),
 	  feed_(context, connection_.get(), CONFIGURATION_NAME,
 		"the configuration event service")
 {
 }
 
-std::string Settings::changed_line(const std::string &producer,
-				   const SettingChange &change) const
+std::string SettingsFeed::changed_line(const std::string &producer,
+				       const SettingChange &change) const
 {
 	DateTimePtr now = local_now();
 
@@ -52,7 +52,7 @@ std::string Settings::changed_line(const std::string &producer,
 	return json.line();
 }
 
-void Settings::on_changed(const char *path, GVariant *arguments)
+void SettingsFeed::on_changed(const char *path, GVariant *arguments)
 {
 	const std::string prefix = std::string(CONFIGURATION_ROOT) + "/";
 
@@ -63,7 +63,7 @@ void Settings::on_changed(const char *path, GVariant *arguments)
 		path + prefix.size(), setting_change_from_variant(arguments)));
 }
 
-bool Settings::run(GError **error)
+bool SettingsFeed::run(GError **error)
 {
 	Subscription changes(
 		connection_.get(), CONFIGURATION_NAME, CONFIGURATION_INTERFACE,
@@ -71,8 +71,8 @@ bool Settings::run(GError **error)
 		[](GDBusConnection *, const char *, const char *path,
 		   const char *, const char *, GVariant *arguments,
 		   gpointer self) {
-			static_cast<Settings *>(self)->on_changed(path,
-								  arguments);
+			static_cast<SettingsFeed *>(self)->on_changed(
+				path, arguments);
 		},
 		this);
 
@@ -84,7 +84,7 @@ bool run_settings(Context &context, GError **error)
 	ConnectionPtr connection = open_bus(error);
 
 	return connection &&
-	       Settings(context, std::move(connection)).run(error);
+	       SettingsFeed(context, std::move(connection)).run(error);
 }
 
 } // namespace

@@ -11,20 +11,17 @@ namespace
 {
 
 constexpr const char *PROPERTIES = "org.freedesktop.DBus.Properties";
-constexpr const char *NO_PORT_ERROR = "com.vexa.IOControl.Error.No_port";
 
 /// Whether the error of a call says that the object or the interface is not
 /// there (any more), or has no values.
 bool says_no_value(const GError *error)
 {
-	util::CharPtr name(g_dbus_error_get_remote_error(error));
-
 	return says_object_missing(error) ||
 	       g_error_matches(error, G_DBUS_ERROR,
 			       G_DBUS_ERROR_UNKNOWN_PROPERTY) ||
 	       g_error_matches(error, G_DBUS_ERROR,
 			       G_DBUS_ERROR_INVALID_ARGS) ||
-	       g_strcmp0(name.get(), NO_PORT_ERROR) == 0;
+	       says(error, NO_PORT_ERROR);
 }
 
 void explain_error(GError **error, const LegacyParameter &parameter)

@@ -5,20 +5,6 @@
 namespace orvadctl
 {
 
-namespace
-{
-
-constexpr const char *NO_PORT_ERROR = "com.vexa.IOControl.Error.No_port";
-
-bool says_no_port(const GError *error)
-{
-	util::CharPtr name(g_dbus_error_get_remote_error(error));
-
-	return g_strcmp0(name.get(), NO_PORT_ERROR) == 0;
-}
-
-} // namespace
-
 bool fetch_names(IOControlState *daemon, const Port &port,
 		 std::optional<UserNames> &names, GError **error)
 {
@@ -38,7 +24,7 @@ bool fetch_names(IOControlState *daemon, const Port &port,
 		names = UserNames{input, output};
 		return true;
 	}
-	if (says_no_port(call_error.get()))
+	if (says(call_error.get(), NO_PORT_ERROR))
 		return true;
 	g_propagate_error(error, call_error.release());
 	explain_port_error(error, port);

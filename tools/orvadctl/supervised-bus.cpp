@@ -8,18 +8,13 @@ namespace
 
 constexpr const char *SUPERVISED_NAME = "com.vexa.IOSupervised.Supervised";
 constexpr const char *SUPERVISED_PATH = "/com/vexa/IOSupervised/Supervised";
-constexpr const char *NO_PORT_ERROR = "com.vexa.IOSupervised.Error.No_port";
-
-bool says_no_port(const GError *error)
-{
-	util::CharPtr name(g_dbus_error_get_remote_error(error));
-
-	return g_strcmp0(name.get(), NO_PORT_ERROR) == 0;
-}
+constexpr const char *NO_SUPERVISED_PORT_ERROR =
+	"com.vexa.IOSupervised.Error.No_port";
 
 bool says_nothing_to_tell(const GError *error)
 {
-	return says_not_served(error) || says_no_port(error) ||
+	return says_not_served(error) ||
+	       says(error, NO_SUPERVISED_PORT_ERROR) ||
 	       g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED);
 }
 
@@ -161,7 +156,7 @@ bool fetch_supervised(IOSupervisedSupervised *supervised, guint32 number,
 		on = answer != FALSE;
 		return true;
 	}
-	if (says_no_port(call_error.get()))
+	if (says(call_error.get(), NO_SUPERVISED_PORT_ERROR))
 		return true;
 	g_propagate_error(error, call_error.release());
 	return false;

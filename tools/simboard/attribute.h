@@ -11,6 +11,10 @@
 namespace simboard
 {
 
+/// The permissions of most attributes, for everybody and for root.
+constexpr mode_t READ_ONLY = 0444;
+constexpr mode_t READ_WRITE = 0644;
+
 /// A text file whose change poll can report: it has a counter of events, each
 /// open file the count that it has seen, and while the two differ poll adds
 /// POLLERR and POLLPRI. An open file starts with having seen nothing.

@@ -11,14 +11,13 @@ namespace simboard
 namespace
 {
 
-constexpr gint64 NANOSECONDS = 1000000000;
-
 gint64 monotonic_ns()
 {
+	constexpr gint64 SECOND = 1000000000;
 	timespec now = {};
 
 	clock_gettime(CLOCK_MONOTONIC, &now);
-	return gint64{now.tv_sec} * NANOSECONDS + now.tv_nsec;
+	return gint64{now.tv_sec} * SECOND + now.tv_nsec;
 }
 
 const char *what_word(What what)

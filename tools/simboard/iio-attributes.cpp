@@ -11,8 +11,6 @@ namespace simboard
 namespace
 {
 
-constexpr mode_t READ_ONLY = 0444;
-constexpr mode_t READ_WRITE = 0644;
 constexpr const char *CURRENT_TRIGGER = "trigger/current_trigger";
 
 /// Fills a device's folder.

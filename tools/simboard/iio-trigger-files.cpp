@@ -9,9 +9,6 @@ namespace simboard
 namespace
 {
 
-constexpr mode_t READ_ONLY = 0444;
-constexpr mode_t READ_WRITE = 0644;
-
 /// Every folder in it is a trigger.
 class TriggerFolder : public Folder
 {

@@ -60,7 +60,7 @@ util::UniqueFd install_filter()
 }
 
 /// Room for one descriptor in a message.
-union Control {
+union DescriptorRoom {
 	cmsghdr header;
 	char room[CMSG_SPACE(sizeof(int))];
 };
@@ -69,7 +69,7 @@ bool send_descriptor(int socket, int fd)
 {
 	char byte = 0;
 	iovec data = {&byte, sizeof(byte)};
-	Control control = {};
+	DescriptorRoom control = {};
 	msghdr message = {};
 
 	message.msg_iov = &data;
@@ -89,7 +89,7 @@ util::UniqueFd receive_descriptor(int socket)
 	char byte = 0;
 	int fd = -1;
 	iovec data = {&byte, sizeof(byte)};
-	Control control = {};
+	DescriptorRoom control = {};
 	msghdr message = {};
 
 	message.msg_iov = &data;
