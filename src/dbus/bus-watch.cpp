@@ -1,5 +1,6 @@
 #include "dbus/bus-watch.h"
 
+#include "dbus/call-gate.h"
 #include "util/glib-ptr.h"
 
 namespace
@@ -31,6 +32,7 @@ void on_connected(GObject *, GAsyncResult *result, gpointer)
 	}
 	bus_connection.reset(connection);
 	g_dbus_connection_set_exit_on_close(connection, FALSE);
+	call_gate_guard(connection);
 	// The connection may have closed before anybody listened, and then the
 	// signal may or may not come yet.
 	if (g_dbus_connection_is_closed(connection))

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Follows the connection to the system bus.
+/// Follows the connection to the system bus, behind the gate for calls.
 
 /// Takes the process's shared connection to the system bus and calls @p lost,
 /// on the main loop and after a warning, when the bus goes away; GLib would

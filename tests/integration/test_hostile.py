@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import signal
 import socket
 
 import pytest
@@ -242,6 +243,62 @@ def test_replies_that_nobody_reads(service):
         for _ in range(3000):
             raw.send(method_call("GetPortProps", (), "()"))
         assert service.call("GetNbrPorts") == (1, 2)
+
+
+class Flood:
+    """Many calls at once, of a client of its own."""
+
+    def __init__(self, client, method, count):
+        self.errors = []
+        self._context = GLib.MainContext.new()
+        self._count = count
+        self._context.push_thread_default()
+        try:
+            for _ in range(count):
+                client.connection.call(
+                    STATE, STATE_PATH, STATE, method, None, None,
+                    Gio.DBusCallFlags.NO_AUTO_START, -1, None, self._answered)
+        finally:
+            self._context.pop_thread_default()
+        client.connection.flush_sync(None)
+
+    def _answered(self, connection, result):
+        try:
+            connection.call_finish(result)
+            self.errors.append(None)
+        except GLib.Error as error:
+            self.errors.append(Gio.DBusError.get_remote_error(error))
+
+    def wait(self):
+        def answered():
+            while self._context.iteration(False):
+                pass
+            return len(self.errors) == self._count
+        wait_until(answered, "every call to be answered")
+
+
+def test_who_asks_for_one_thing_is_served_beside_floods(serve):
+    """Of the others' calls, many are refused; each of them is answered."""
+    service = serve(*(port(f"p{n}", "input", 1000 + n) for n in range(100)))
+    os.kill(service.daemon.pid, signal.SIGSTOP)
+    try:
+        # While this one keeps it busy, the others wait. Who waits for more
+        # than 128 answers is refused by the bus itself.
+        post(service.another_client(), "DropIOPorts", (["nobody"] * 200_000,))
+        floods = [Flood(service.another_client(), "GetNbrPorts", 100)
+                  for _ in range(16)]
+    finally:
+        os.kill(service.daemon.pid, signal.SIGCONT)
+    assert service.call("GetNbrPorts") == (100, 0)
+    for flood in floods:
+        flood.wait()
+        assert set(flood.errors) <= {None, LIMITS_EXCEEDED}
+        assert flood.errors.count(None) >= 8
+    assert LIMITS_EXCEEDED in floods[-1].errors
+    # Nothing is held against anybody afterwards.
+    calls = [("GetNbrPorts", ())] * 100
+    for _ in range(11):
+        assert pipeline(service.client, calls) == [None] * 100
 
 
 def test_calls_of_many_clients_at_once(service):
